@@ -1,0 +1,116 @@
+#include "tests/support/child_process.h"
+
+#include <map>
+
+namespace zarn::test {
+namespace {
+
+std::map<std::string, ChildRoleFn>& roles() {
+  static std::map<std::string, ChildRoleFn> table;
+  return table;
+}
+
+std::wstring widen(const std::string& text) {
+  return std::wstring(text.begin(), text.end());
+}
+
+std::wstring quoted(const std::wstring& text) {
+  return L"\"" + text + L"\"";
+}
+
+}  // namespace
+
+bool registerChildRole(const char* role, ChildRoleFn fn) {
+  roles()[role] = fn;
+  return true;
+}
+
+int runChildRole(const std::string& role, const std::vector<std::string>& args) {
+  auto found = roles().find(role);
+  return found == roles().end() ? -1 : found->second(args);
+}
+
+std::wstring executableFolder() {
+  wchar_t path[MAX_PATH] = {};
+  GetModuleFileNameW(nullptr, path, MAX_PATH);
+  std::wstring folder(path);
+  return folder.substr(0, folder.find_last_of(L'\\') + 1);
+}
+
+ChildProcess ChildProcess::startRole(const std::string& role, const std::vector<std::string>& args) {
+  wchar_t self[MAX_PATH] = {};
+  GetModuleFileNameW(nullptr, self, MAX_PATH);
+  std::wstring arguments = L"--child " + widen(role);
+  for (const std::string& arg : args) arguments += L" " + quoted(widen(arg));
+  return start(self, arguments);
+}
+
+ChildProcess ChildProcess::startSibling(const std::wstring& exeName, const std::wstring& arguments) {
+  return start(executableFolder() + exeName, arguments);
+}
+
+ChildProcess ChildProcess::start(const std::wstring& path, const std::wstring& arguments) {
+  std::wstring commandLine = quoted(path) + L" " + arguments;
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof(startup);
+  startup.dwFlags = STARTF_USESTDHANDLES;
+  startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+  startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
+  startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  PROCESS_INFORMATION info = {};
+  ChildProcess child;
+  if (CreateProcessW(path.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                     &startup, &info)) {
+    CloseHandle(info.hThread);
+    child.m_process = info.hProcess;
+    child.m_pid = info.dwProcessId;
+  }
+  return child;
+}
+
+ChildProcess::ChildProcess(ChildProcess&& other) noexcept
+    : m_process(other.m_process), m_pid(other.m_pid) {
+  other.m_process = nullptr;
+  other.m_pid = 0;
+}
+
+ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
+  if (this != &other) {
+    close();
+    m_process = other.m_process;
+    m_pid = other.m_pid;
+    other.m_process = nullptr;
+    other.m_pid = 0;
+  }
+  return *this;
+}
+
+ChildProcess::~ChildProcess() { close(); }
+
+bool ChildProcess::running() const {
+  return m_process && WaitForSingleObject(m_process, 0) == WAIT_TIMEOUT;
+}
+
+std::optional<DWORD> ChildProcess::wait(DWORD timeoutMs) {
+  if (!m_process || WaitForSingleObject(m_process, timeoutMs) != WAIT_OBJECT_0) return std::nullopt;
+  DWORD code = 0;
+  GetExitCodeProcess(m_process, &code);
+  return code;
+}
+
+void ChildProcess::kill() {
+  if (running()) {
+    TerminateProcess(m_process, 99);
+    WaitForSingleObject(m_process, 5000);
+  }
+}
+
+void ChildProcess::close() {
+  if (!m_process) return;
+  kill();
+  CloseHandle(m_process);
+  m_process = nullptr;
+  m_pid = 0;
+}
+
+}  // namespace zarn::test

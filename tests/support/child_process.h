@@ -1,0 +1,63 @@
+#pragma once
+// Cross-process tests: a test starts another copy of its own executable in a named role,
+// or a program that lies beside it, and waits for it with a bound.
+#include <windows.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zarn::test {
+
+using ChildRoleFn = int (*)(const std::vector<std::string>& args);
+
+bool registerChildRole(const char* role, ChildRoleFn fn);
+
+// Runs the role named on the command line (`--child <role> args...`); -1 for an unknown role.
+int runChildRole(const std::string& role, const std::vector<std::string>& args);
+
+// Defines a role that a child copy of the test executable runs; its result is the exit code.
+#define ZARN_CHILD_ROLE(role)                                                       \
+  static int zarnChildRole_##role(const std::vector<std::string>& args);          \
+  static const bool zarnChildRoleRegistered_##role =                              \
+      ::zarn::test::registerChildRole(#role, zarnChildRole_##role);               \
+  static int zarnChildRole_##role(const std::vector<std::string>& args)
+
+// Folder of the running executable, with a trailing backslash.
+std::wstring executableFolder();
+
+class ChildProcess {
+ public:
+  // This test executable again, running `role`.
+  static ChildProcess startRole(const std::string& role, const std::vector<std::string>& args = {});
+  // A program beside this executable, for example a tool built with the tests.
+  static ChildProcess startSibling(const std::wstring& exeName, const std::wstring& arguments = L"");
+  // Any program by full path.
+  static ChildProcess start(const std::wstring& path, const std::wstring& arguments);
+
+  ChildProcess() = default;
+  ChildProcess(ChildProcess&& other) noexcept;
+  ChildProcess& operator=(ChildProcess&& other) noexcept;
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+  // A child still running when its owner goes is killed, so a failing test leaves nothing behind.
+  ~ChildProcess();
+
+  bool valid() const { return m_process != nullptr; }
+  DWORD pid() const { return m_pid; }
+  HANDLE handle() const { return m_process; }
+  bool running() const;
+
+  // The exit code, or nothing if the child is still running after `timeoutMs`.
+  std::optional<DWORD> wait(DWORD timeoutMs);
+  // Ends the child at once, as a crash would, with exit code 99.
+  void kill();
+
+ private:
+  void close();
+
+  HANDLE m_process = nullptr;
+  DWORD m_pid = 0;
+};
+
+}  // namespace zarn::test
