@@ -1,10 +1,11 @@
 enable_testing()
 
-# zarn_add_test(<name> SOURCES <files...> [LIBS <libs...>] [TIMEOUT <s>])
+# zarn_add_test(<name> SOURCES <files...> [LIBS <libs...>] [TIMEOUT <s>] [LOCKS <names...>])
 # A gtest executable with the shared test main (child-process roles included), run by CTest
-# under Wine through the cross-compiling emulator.
+# under Wine through the cross-compiling emulator. Tests that share a machine-wide named object
+# (the frame event, the frame region) name it in LOCKS so CTest never runs them side by side.
 function(zarn_add_test name)
-  cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS;LOCKS" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE zarn_test_support ${arg_LIBS})
   add_test(NAME ${name} COMMAND ${name})
@@ -12,4 +13,7 @@ function(zarn_add_test name)
     set(arg_TIMEOUT 300)
   endif()
   set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
+  if(arg_LOCKS)
+    set_tests_properties(${name} PROPERTIES RESOURCE_LOCK "${arg_LOCKS}")
+  endif()
 endfunction()

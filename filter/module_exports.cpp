@@ -1,0 +1,15 @@
+// The module's entry: the log queue lives from attach to detach, and the framework's entry does
+// the rest. DllGetClassObject and DllCanUnloadNow are the framework's, exported by name.
+#include <windows.h>
+
+#include "diag/log_line_queue.h"
+#include "media/module_entry.h"
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID reserved) {
+  if (reason == DLL_PROCESS_ATTACH) {
+    LogLineQueue::create();
+  } else if (reason == DLL_PROCESS_DETACH) {
+    LogLineQueue::destroy();
+  }
+  return DllEntryPoint(module, reason, reserved);
+}

@@ -1,0 +1,124 @@
+#include "filter/vcam_stream.h"
+
+#include <dshow.h>
+
+#include "diag/log.h"
+#include "filter/vcam.h"
+#include "host/host_lists.h"
+#include "link/capture_share_memory_mgr.h"
+#include "link/device_occupancy.h"
+#include "link/vcam_param_channel.h"
+
+namespace {
+
+// The parameter record's defaults when this stream is the first to make it.
+const int32_t kDefaultWidth = 1280;
+const int32_t kDefaultHeight = 720;
+const int32_t kDefaultFps = 25;
+
+}  // namespace
+
+CVCamStream::CVCamStream(HRESULT* result, CVCam* parent, const wchar_t* pinName)
+    : CSourceStream(nullptr, result, parent, pinName), m_pParent(parent) {
+  m_isObsHost = isHostInObsProcessList();
+  m_isFlipHost = isHostInFlipList();
+  m_isLimitedRgbHost = isHostInLimitedRgbList();
+  LogPrint(1, "CVCamStream::CVCamStream");
+  if (!m_pParamChannel) {
+    m_pParamChannel = std::make_unique<VCamParamChannel>();
+    m_pParamChannel->openOrCreate(kDefaultWidth, kDefaultHeight, kDefaultFps, 0);
+  }
+}
+
+CVCamStream::~CVCamStream() {
+  LogPrint(1, "CVCamStream::~CVCamStream");
+  closeSpareHandles();
+  if (m_hSynFrameEvent) CloseHandle(m_hSynFrameEvent);
+  m_hSynFrameEvent = nullptr;
+  m_pParamChannel.reset();
+  m_pCaptureShareMemory.reset();
+}
+
+void CVCamStream::closeSpareHandles() {
+  for (HANDLE* spare : {&m_hSpare1, &m_hSpare2}) {
+    if (*spare) {
+      CloseHandle(*spare);
+      *spare = nullptr;
+    }
+  }
+}
+
+STDMETHODIMP CVCamStream::QueryInterface(REFIID riid, void** ppv) {
+  if (!ppv) return E_POINTER;
+  IUnknown* part = nullptr;
+  if (riid == IID_IShareSampleInterface) {
+    part = static_cast<IShareSampleInterface*>(this);
+  } else if (riid == IID_ICheckZarnCam) {
+    part = static_cast<ICheckZarnCam*>(this);
+  } else if (riid == IID_ICheckZarnCamUsingVideoEnhancements) {
+    part = static_cast<ICheckZarnCamUsingVideoEnhancements*>(this);
+  } else if (riid == IID_IZarnCamFrameRateControler) {
+    part = static_cast<IZarnCamFrameRateControler*>(this);
+  } else if (riid == IID_ISetOutputWidthHeight) {
+    part = static_cast<ISetOutputWidthHeight*>(this);
+  } else if (riid == IID_IZarnVCameraEx) {
+    part = static_cast<IZarnVCameraEx*>(this);
+  } else {
+    return GetOwner()->QueryInterface(riid, ppv);
+  }
+  *ppv = part;
+  AddRef();
+  return S_OK;
+}
+
+STDMETHODIMP_(ULONG) CVCamStream::AddRef() { return GetOwner()->AddRef(); }
+
+STDMETHODIMP_(ULONG) CVCamStream::Release() { return GetOwner()->Release(); }
+
+STDMETHODIMP CVCamStream::Notify(IBaseFilter*, Quality) { return E_NOTIMPL; }
+
+HRESULT CVCamStream::OnThreadCreate() {
+  CAutoLock lock(&m_streamLock);
+  m_lastSampleTime = 0;
+  return S_OK;
+}
+
+HRESULT CVCamStream::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) {
+  if (!allocator || !properties) return E_POINTER;
+  CAutoLock lock(m_pFilter->pStateLock());
+  const auto* format = reinterpret_cast<const VIDEOINFOHEADER*>(m_mt.Format());
+  properties->cBuffers = 1;
+  properties->cbBuffer = format ? format->bmiHeader.biSizeImage : 0;
+  ALLOCATOR_PROPERTIES actual = {};
+  HRESULT hr = allocator->SetProperties(properties, &actual);
+  if (FAILED(hr)) return hr;
+  if (actual.cbBuffer < properties->cbBuffer) return E_FAIL;
+  LogPrint(1, "::DecideBufferSize: m_timePerFrameSample=%d", m_timePerFrameSample);
+  return S_OK;
+}
+
+bool CVCamStream::UpdateVideoOutParamIntoSharedMemory() {
+  if (!m_pParamChannel) {
+    m_pParamChannel = std::make_unique<VCamParamChannel>();
+    m_pParamChannel->openOrCreate(kDefaultWidth, kDefaultHeight, kDefaultFps, 0);
+  }
+  if (publishVideoOutParam(*m_pParamChannel, m_widthOutReq, m_heightOutReq,
+                           m_avgTimePerFrameSample, m_fourcc)) {
+    // Holding the camera again: the next frame is tried in the sealed layout first.
+    m_bPlainRecords = false;
+  }
+  m_bVideoOutParamIntoSharedMemorySucceed = true;
+  return true;
+}
+
+void CVCamStream::setDeviceOpeningProcessId(uint32_t pid) {
+  ::setDeviceOpeningProcessId(m_pParamChannel.get(), pid);
+}
+
+void CVCamStream::HandleOpeningProcessTermination() {
+  ::HandleOpeningProcessTermination(m_pParamChannel.get());
+}
+
+uint32_t CVCamStream::deviceOpeningProcessId() {
+  return m_pParamChannel ? m_pParamChannel->getOpeningProcessId() : 0;
+}

@@ -1,0 +1,105 @@
+#pragma once
+// The camera's one output pin: the holder of the format state, the private interfaces,
+// and every link to the mixer. Frame delivery runs on its worker thread.
+#include <windows.h>
+
+#include <cstdint>
+#include <memory>
+
+#include "delivery/frame_buffer.h"
+#include "delivery/format_tags.h"
+#include "delivery/sws_converter.h"
+#include "filter/zarn_interfaces.h"
+#include "media/lock.h"
+#include "media/media_type.h"
+#include "media/source.h"
+
+class CVCam;
+class VCamParamChannel;
+class CaptureShareMemoryMgr;
+
+class CVCamStream : public CSourceStream,
+                    public IShareSampleInterface,
+                    public ICheckZarnCam,
+                    public ICheckZarnCamUsingVideoEnhancements,
+                    public IZarnCamFrameRateControler,
+                    public ISetOutputWidthHeight,
+                    public IZarnVCameraEx {
+ public:
+  CVCamStream(HRESULT* result, CVCam* parent, const wchar_t* pinName);
+  ~CVCamStream() override;
+
+  // Serves the pin and every interface part; references go to the filter.
+  STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override;
+  STDMETHODIMP_(ULONG) AddRef() override;
+  STDMETHODIMP_(ULONG) Release() override;
+
+  STDMETHODIMP Notify(IBaseFilter* sender, Quality quality) override;
+
+  HRESULT FillBuffer(IMediaSample* sample) override;
+  HRESULT OnThreadCreate() override;
+  HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) override;
+
+  STDMETHODIMP ShareSample() override;
+  STDMETHODIMP CheckZarnCam(unsigned char* answer) override;
+  STDMETHODIMP CheckZarnCamUsingVideoEnhancements(unsigned char* answer) override;
+  STDMETHODIMP SetFrameRate(uint32_t mode) override;
+  STDMETHODIMP SetOutputWidthHeight(const OutputSizeList* sizes) override;
+  STDMETHODIMP GetOutputWidthHeight(int* width, int* height) override;
+  STDMETHODIMP SetZarnCameraOutput(IZarnCameraOutput* output) override;
+
+  // Publishes the requested format into the parameter record and takes the camera.
+  bool UpdateVideoOutParamIntoSharedMemory();
+  void setDeviceOpeningProcessId(uint32_t pid);
+  void HandleOpeningProcessTermination();
+  // The holder in the parameter record; 0 without a channel.
+  uint32_t deviceOpeningProcessId();
+
+ protected:
+  // The two ways a frame leaves the stream; exceptions from them are contained by FillBuffer.
+  virtual void FillBufferVideoMemoryOutput(IMediaSample* sample);
+  virtual void FillBufferVideoDirectOutput();
+
+  int32_t m_widthOut = 1280;
+  int32_t m_heightOut = 720;
+  int32_t m_widthOutReq = 1280;
+  int32_t m_heightOutReq = 720;
+  int32_t m_bitCount = 32;
+  uint32_t m_fourcc = kTagRGBA;
+  bool m_bFormatChanged = false;
+  OutputSizeList m_outputSizes;
+  int32_t m_avgTimePerFrameSample = 666666;
+  int32_t m_timePerFrameSample = 66;
+  std::unique_ptr<VCamParamChannel> m_pParamChannel;
+  std::unique_ptr<CaptureShareMemoryMgr> m_pCaptureShareMemory;
+  CVCam* m_pParent;
+  int64_t m_lastSampleTime = 0;
+  CCritSec m_streamLock;
+  CMediaType m_defaultMediaType;
+  FrameBuffer m_placeholderFrame;
+  FrameBuffer m_placeholderFrameYuv;
+  FrameBuffer m_textureFrame;
+  FrameBuffer m_scaledFrame;
+  FrameBuffer m_placeholderTextureFrame;
+  SwsConverter m_scaler;
+  bool m_bCheckedByClient = false;
+  bool m_bUsingVideoEnhancements = false;
+  bool m_bFirstAttachDone = false;
+  bool m_bUpdateParam = false;
+  IZarnCameraOutput* volatile m_pCameraOutput = nullptr;
+  // Nothing assigns these two; they are closed wherever they could be open.
+  HANDLE m_hSpare1 = nullptr;
+  HANDLE m_hSpare2 = nullptr;
+  HANDLE m_hSynFrameEvent = nullptr;
+  int64_t m_lastSampleEnd = 0;
+  bool m_bVideoOutParamIntoSharedMemorySucceed = false;
+  bool m_isObsHost;
+  bool m_isFlipHost;
+  bool m_isLimitedRgbHost;
+  FrameBuffer m_dumpFrame;
+  uint32_t m_lastDumpTime = 0;
+  bool m_bPlainRecords = false;
+
+ private:
+  void closeSpareHandles();
+};

@@ -1,0 +1,16 @@
+#pragma once
+// Whether this host process is on one of the lists that change how frames are delivered.
+// The lists are read anew at each call, from the user's application-data folder.
+#include <string>
+#include <vector>
+
+bool isHostInObsProcessList();
+bool isHostInFlipList();
+bool isHostInLimitedRgbList();
+
+// Rows of a list's text: split at commas, blanks trimmed, lower-cased, empty rows dropped.
+std::vector<std::string> parseHostList(const std::string& text);
+
+// The rows of a list file (UTF-8, a byte order mark skipped), or of `defaults` when the file
+// is missing or holds no text.
+std::vector<std::string> readHostList(const std::wstring& path, const std::string& defaults);

@@ -1,0 +1,89 @@
+#include "link/capture_share_memory_mgr.h"
+
+#include "diag/log.h"
+#include "link/frame_region_layout.h"
+
+CaptureShareMemoryMgr::CaptureShareMemoryMgr(std::wstring baseName)
+    : m_region(std::move(baseName), true) {}
+
+void CaptureShareMemoryMgr::setEncrypted(bool encrypted) { m_encrypted = encrypted; }
+
+bool CaptureShareMemoryMgr::attach(bool readOnly) {
+  if (m_region.view()) return true;
+  return m_region.mapOpen(readOnly ? FILE_MAP_READ : FILE_MAP_WRITE);
+}
+
+bool CaptureShareMemoryMgr::detach() { return m_region.unmap(); }
+
+const FrameCipher& CaptureShareMemoryMgr::cipher(const char* creationLogLine) {
+  if (!m_cipher) {
+    LogPrint(1, "%s", creationLogLine);
+    const uint32_t zeroChain[2] = {0, 0};
+    m_cipher = std::make_unique<FrameCipher>(
+        reinterpret_cast<const uint8_t*>(g_frameCipherKey.data()), g_frameCipherKey.size(),
+        zeroChain);
+  }
+  return *m_cipher;
+}
+
+uint8_t* CaptureShareMemoryMgr::lockReadBuffer(CaptureFrameRecord& record) {
+  m_region.lock();
+  uint8_t* region = m_region.view();
+  bool frame = false;
+  if (!m_encrypted) {
+    frame = readPlainRecord(region, record);
+  } else if (sealedLength(region) != 0) {
+    const FrameCipher& sealer = cipher("CaptureShareMemoryMgr::_lockReadBufferEncry, create");
+    frame = readSealedRecord(region, sealer, GetCurrentProcessId(), record);
+  }
+  if (!frame) {
+    m_region.unlock();
+    return nullptr;
+  }
+  return region + record.readBufferOffset;
+}
+
+void CaptureShareMemoryMgr::unLockReadBuffer() {
+  if (!m_encrypted) countPlainRead(m_region.view(), GetCurrentProcessId());
+  m_region.unlock();
+}
+
+void CaptureShareMemoryMgr::create() {
+  SharedRegion::Hold hold(m_region);
+  if (m_region.mapOpen(FILE_MAP_WRITE)) return;
+  if (!m_region.mapCreate(kDefaultFrameRegionSize)) return;
+  layOutPlainHeader(m_region.view(), kFrameHeaderSize, kDefaultFrameWidth, kDefaultFrameHeight);
+}
+
+void CaptureShareMemoryMgr::create(int32_t headerSize, int32_t width, int32_t height,
+                                   bool encrypted, uint32_t creatorValue) {
+  SharedRegion::Hold hold(m_region);
+  if (m_region.mapOpen(FILE_MAP_WRITE)) return;
+  const int32_t total = frameRegionSize(headerSize, width, height);
+  if (total <= 0 || !m_region.mapCreate(uint32_t(total))) return;
+  m_encrypted = encrypted;
+  if (encrypted) {
+    layOutSealedHeader(m_region.view(), headerSize, width, height, creatorValue);
+  } else {
+    layOutPlainHeader(m_region.view(), headerSize, width, height);
+  }
+}
+
+uint8_t* CaptureShareMemoryMgr::lockWriteBuffer(uint32_t& offset, HANDLE& mapping) {
+  uint8_t* region = m_region.view();
+  if (!region) return nullptr;
+  const uint64_t at = writeBufferOffset(region, m_encrypted);
+  offset = uint32_t(at);
+  mapping = m_region.mappingHandle();
+  return region + at;
+}
+
+void CaptureShareMemoryMgr::unLockWriteBuffer(CaptureFrameRecord& record, bool swap) {
+  SharedRegion::Hold hold(m_region);
+  if (m_encrypted) {
+    const FrameCipher& sealer = cipher("CaptureShareMemoryMgr::_unLockWriteBufferEncry, create");
+    publishSealedRecord(m_region.view(), sealer, record, swap);
+  } else {
+    publishPlainRecord(m_region.view(), record, swap);
+  }
+}

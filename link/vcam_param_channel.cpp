@@ -1,0 +1,87 @@
+#include "link/vcam_param_channel.h"
+
+#include "host/process_identity.h"
+#include "link/vcam_param_block.h"
+
+namespace {
+
+const wchar_t kParamBaseName[] = L"ZARNCAM_INT_VIRTUAL_VIDEO_VCAMPARA_SHARE_MEMORY";
+const wchar_t kParamEventName[] = L"{5C3AC6B4-EC14-43b0-94F6-0A5A3639494F}__Event_ZarnCam";
+
+}  // namespace
+
+VCamParamChannel::VCamParamChannel() : m_region(kParamBaseName, true) {
+  // Under the mutex, so that two processes starting together can't make two events.
+  SharedRegion::Hold hold(m_region);
+  m_paramEvent = OpenEventW(EVENT_ALL_ACCESS, FALSE, kParamEventName);
+  if (!m_paramEvent) m_paramEvent = CreateEventW(nullptr, FALSE, FALSE, kParamEventName);
+}
+
+VCamParamChannel::~VCamParamChannel() {
+  if (m_paramEvent) CloseHandle(m_paramEvent);
+}
+
+void VCamParamChannel::openOrCreate(int32_t width, int32_t height, int32_t fps, uint32_t fourcc) {
+  SharedRegion::Hold hold(m_region);
+  if (m_region.mapOpen(FILE_MAP_WRITE)) return;
+  if (m_region.mapCreate(kParamRegionSize)) initParamBlock(m_region.view(), width, height, fps, fourcc);
+}
+
+uint32_t VCamParamChannel::getOpeningProcessId() {
+  SharedRegion::Hold hold(m_region);
+  return readParamField(m_region.view(), kDeviceOpeningProcessId);
+}
+
+void VCamParamChannel::setOpeningProcessId(uint32_t pid) {
+  SharedRegion::Hold hold(m_region);
+  writeParamField(m_region.view(), kDeviceOpeningProcessId, pid);
+}
+
+bool VCamParamChannel::isEnableVCamConnect() {
+  SharedRegion::Hold hold(m_region);
+  return readParamField(m_region.view(), kEnableVCamConnect) == 1;
+}
+
+void VCamParamChannel::writeVideoOutParam(uint32_t width, uint32_t height, uint32_t timePerFrame,
+                                          uint32_t fourcc) {
+  SharedRegion::Hold hold(m_region);
+  uint8_t* block = m_region.view();
+  writeParamField(block, kHeightOut, height);
+  writeParamField(block, kWidthOut, width);
+  writeParamField(block, kTimePerFrame, timePerFrame);
+  writeParamField(block, kDeviceOpeningProcessId, GetCurrentProcessId());
+  writeParamField(block, kFourccOut, fourcc);
+}
+
+void VCamParamChannel::writeFilterVersion(uint32_t value) {
+  SharedRegion::Hold hold(m_region);
+  writeParamField(m_region.view(), kFilterVersion, value);
+}
+
+void VCamParamChannel::signalParamChange() { SetEvent(m_paramEvent); }
+
+void VCamParamChannel::readVideoOutParam(int32_t& width, int32_t& height, int32_t& fps,
+                                         uint32_t& fourcc) {
+  ResetEvent(m_paramEvent);
+  SharedRegion::Hold hold(m_region);
+  const VideoOutRequest request = decodeVideoOutRequest(m_region.view());
+  width = request.width;
+  height = request.height;
+  fps = request.fps;
+  fourcc = request.fourcc;
+}
+
+void VCamParamChannel::setEnableVCamConnect(bool enable) {
+  SharedRegion::Hold hold(m_region);
+  writeParamField(m_region.view(), kEnableVCamConnect, enable ? 1 : 0);
+}
+
+int32_t VCamParamChannel::readFilterVersion() {
+  SharedRegion::Hold hold(m_region);
+  return int32_t(readParamField(m_region.view(), kFilterVersion));
+}
+
+std::wstring VCamParamChannel::getOpeningProcessName() {
+  const uint32_t pid = getOpeningProcessId();
+  return pid == 0 ? std::wstring() : getProcessNameByPid(pid);
+}

@@ -1,0 +1,45 @@
+#pragma once
+// The channel from the filters to the mixer: the parameter region that holds VCamParamBlock, its
+// named mutex, and an auto-reset event that tells the mixer to read the block again.
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+
+#include "link/shared_region.h"
+
+class VCamParamChannel {
+ public:
+  // Opens or creates the mutex, then, holding it, the event.
+  VCamParamChannel();
+  ~VCamParamChannel();
+  VCamParamChannel(const VCamParamChannel&) = delete;
+  VCamParamChannel& operator=(const VCamParamChannel&) = delete;
+
+  // Opens the region, or creates it with these values when no process has it. An existing
+  // block is left as it stands.
+  void openOrCreate(int32_t width, int32_t height, int32_t fps, uint32_t fourcc);
+
+  // Filter side. Each access is one hold of the mutex; the region must be open.
+  uint32_t getOpeningProcessId();
+  void setOpeningProcessId(uint32_t pid);
+  bool isEnableVCamConnect();
+  // Writes the request and claims the camera for the calling process, in one hold.
+  void writeVideoOutParam(uint32_t width, uint32_t height, uint32_t timePerFrame, uint32_t fourcc);
+  void writeFilterVersion(uint32_t value);
+  void signalParamChange();
+
+  // Mixer side. readVideoOutParam resets the event before it reads, so that no change is lost;
+  // without a region it gives 1280 by 720 at 24 fps.
+  void readVideoOutParam(int32_t& width, int32_t& height, int32_t& fps, uint32_t& fourcc);
+  void setEnableVCamConnect(bool enable);
+  int32_t readFilterVersion();
+  // Executable name of the camera's holder; empty when nobody holds it.
+  std::wstring getOpeningProcessName();
+  // What the mixer waits on.
+  HANDLE getParamEvent() const { return m_paramEvent; }
+
+ private:
+  SharedRegion m_region;
+  HANDLE m_paramEvent = nullptr;
+};

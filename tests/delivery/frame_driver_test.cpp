@@ -1,0 +1,206 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+#include "diag/log_line_queue.h"
+#include "filter/vcam.h"
+#include "filter/vcam_stream.h"
+#include "host/platform.h"
+#include "tests/support/log_files.h"
+#include "tests/support/child_process.h"
+
+using zarn::test::ChildProcess;
+
+namespace {
+
+const wchar_t kFrameEventName[] = L"ZARNCAM_INT_DEF_SINGLE_SYNFRAME_EVENT_20180212";
+
+// Records notices instead of blocking on them, and keeps a clock that only tests move.
+class RecordingPlatform : public Platform {
+ public:
+  void showNotice(const wchar_t* text, const wchar_t* caption) override {
+    notices.push_back(std::wstring(caption) + L"|" + text);
+  }
+  bool launchProgram(const wchar_t*, const wchar_t*) override { return false; }
+  uint32_t milliseconds() override { return now; }
+
+  std::vector<std::wstring> notices;
+  uint32_t now = 100000;
+};
+
+// A pin whose two paths are scripted, beside the filter's own pin.
+class ScriptedStream : public CVCamStream {
+ public:
+  explicit ScriptedStream(CVCam* filter, HRESULT* hr) : CVCamStream(hr, filter, L"scripted") {}
+
+  void FillBufferVideoMemoryOutput(IMediaSample*) override {
+    ++memoryCalls;
+    if (memoryScript) memoryScript();
+  }
+  void FillBufferVideoDirectOutput() override { ++directCalls; }
+
+  void breakFrameEvent() {
+    if (m_hSynFrameEvent) CloseHandle(m_hSynFrameEvent);
+    m_hSynFrameEvent = reinterpret_cast<HANDLE>(static_cast<uintptr_t>(0xDEAD0));
+  }
+
+  std::function<void()> memoryScript;
+  int memoryCalls = 0;
+  int directCalls = 0;
+};
+
+struct NoClientOutput : IZarnCameraOutput {
+  HRESULT STDMETHODCALLTYPE OnCameraTexture(LUID, uint32_t, int64_t) override { return S_OK; }
+};
+
+class FrameDriver : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    LogLineQueue::create();
+    setPlatform(&fakePlatform);
+    HRESULT hr = S_OK;
+    filter = new CVCam(nullptr, &hr);
+    filter->AddRef();
+    stream = new ScriptedStream(filter, &hr);
+    ASSERT_EQ(hr, S_OK);
+  }
+
+  void TearDown() override {
+    delete stream;
+    filter->Release();
+    setPlatform(nullptr);
+  }
+
+  // Lines this process logged since the test began.
+  std::vector<std::string> ownLinesContaining(const std::string& text) {
+    std::vector<std::string> found;
+    for (const std::string& line :
+         linesOfPid(readLines(userLogFolder() + "zarncamvcam.log", logStart), GetCurrentProcessId())) {
+      if (line.find(text) != std::string::npos) found.push_back(line);
+    }
+    return found;
+  }
+
+  uint64_t logStart = fileSizeOf(userLogFolder() + "zarncamvcam.log");
+  RecordingPlatform fakePlatform;
+  CVCam* filter = nullptr;
+  ScriptedStream* stream = nullptr;
+};
+
+ZARN_CHILD_ROLE(signal_frame_event) {
+  HANDLE event = OpenEventW(EVENT_MODIFY_STATE, FALSE, kFrameEventName);
+  if (!event) return 2;
+  SetEvent(event);
+  CloseHandle(event);
+  return 0;
+}
+
+ZARN_CHILD_ROLE(time_out_repeatedly) {
+  LogLineQueue::create();
+  HRESULT hr = S_OK;
+  CVCam* filter = new CVCam(nullptr, &hr);
+  filter->AddRef();
+  {
+    ScriptedStream stream(filter, &hr);
+    for (int i = 0; i < std::stoi(args.at(0)); ++i) stream.FillBuffer(nullptr);
+  }
+  filter->Release();
+  return 0;
+}
+
+}  // namespace
+
+TEST_F(FrameDriver, NoSignalReturnsOkAfterTheWaitAndPublishesTheParameters) {
+  stream->setDeviceOpeningProcessId(0);
+  DWORD start = GetTickCount();
+  EXPECT_EQ(stream->FillBuffer(nullptr), S_OK);
+  DWORD elapsed = GetTickCount() - start;
+  EXPECT_GE(elapsed, 180u);
+  EXPECT_EQ(stream->memoryCalls, 1);
+  EXPECT_EQ(stream->deviceOpeningProcessId(), GetCurrentProcessId());
+}
+
+TEST_F(FrameDriver, SignalFromAnotherProcessWakesTheWaitWithoutRepublishing) {
+  stream->FillBuffer(nullptr);  // makes the event and publishes once
+  stream->setDeviceOpeningProcessId(0);
+  ChildProcess signaller = ChildProcess::startRole("signal_frame_event");
+  ASSERT_EQ(signaller.wait(10000), 0u);
+
+  DWORD start = GetTickCount();
+  EXPECT_EQ(stream->FillBuffer(nullptr), S_OK);
+  EXPECT_LT(GetTickCount() - start, 150u);
+  EXPECT_EQ(stream->memoryCalls, 2);
+  // Only a time-out re-publishes, so the record still says nobody holds the camera.
+  EXPECT_EQ(stream->deviceOpeningProcessId(), 0u);
+}
+
+TEST_F(FrameDriver, FailedWaitGivesSFalseAndRunsNoPath) {
+  stream->FillBuffer(nullptr);
+  stream->breakFrameEvent();
+  EXPECT_EQ(stream->FillBuffer(nullptr), S_FALSE);
+  EXPECT_EQ(stream->memoryCalls, 1);
+  EXPECT_EQ(ownLinesContaining("WaitForSingleObject m_hSynFrameEvent is FAILED").size(), 1u);
+}
+
+TEST_F(FrameDriver, ClientOutputSelectsTheDirectPathAtEachCall) {
+  NoClientOutput client;
+  stream->SetZarnCameraOutput(&client);
+  stream->FillBuffer(nullptr);
+  stream->SetZarnCameraOutput(nullptr);
+  stream->FillBuffer(nullptr);
+  EXPECT_EQ(stream->directCalls, 1);
+  EXPECT_EQ(stream->memoryCalls, 1);
+}
+
+TEST_F(FrameDriver, EachExceptionKindReachesItsArmAndTheOneNotice) {
+  struct Case {
+    std::function<void()> thrower;
+    std::string line;
+  };
+  const Case cases[] = {
+      {[] { throw std::invalid_argument("bad"); }, "zarnmixer error std::invalid_argument! err="},
+      {[] { throw std::runtime_error("Incorrect buffer length"); }, "zarnmixer error std::exception! err="},
+      // The last error was cleared before the path ran.
+      {[] { throw 7; }, "zarnmixer error! err=0"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.line);
+    stream->memoryScript = c.thrower;
+    fakePlatform.notices.clear();
+    EXPECT_EQ(stream->FillBuffer(nullptr), S_OK);
+    ASSERT_EQ(fakePlatform.notices.size(), 1u);
+    EXPECT_EQ(fakePlatform.notices[0], L"Zarn虚拟摄像头出现异常|虚拟摄像头出现异常");
+    auto lines = ownLinesContaining(c.line);
+    ASSERT_EQ(lines.size(), 1u);
+    // The exception's own text never reaches the line.
+    EXPECT_EQ(lines[0].substr(lines[0].size() - c.line.size()), c.line);
+  }
+}
+
+TEST_F(FrameDriver, CatchAllLineIsLimitedToOneAMinuteButTheNoticeIsNot) {
+  stream->memoryScript = [] { throw 1; };
+  fakePlatform.now += 120000;
+  stream->FillBuffer(nullptr);
+  fakePlatform.now += 59999;
+  stream->FillBuffer(nullptr);
+  fakePlatform.now += 1;
+  stream->FillBuffer(nullptr);
+  EXPECT_EQ(fakePlatform.notices.size(), 3u);
+  EXPECT_EQ(ownLinesContaining("zarnmixer error! err=").size(), 2u);
+}
+
+TEST(FrameDriverProcess, TimeOutLineIsWrittenForTheFirstTwentyOnly) {
+  uint64_t logStart = fileSizeOf(userLogFolder() + "zarncamvcam.log");
+  ChildProcess child = ChildProcess::startRole("time_out_repeatedly", {"22"});
+  ASSERT_TRUE(child.valid());
+  ASSERT_EQ(child.wait(30000), 0u);
+  int timeouts = 0;
+  for (const std::string& line :
+       linesOfPid(readLines(userLogFolder() + "zarncamvcam.log", logStart), child.pid())) {
+    if (line.find("WaitForSingleObject m_hSynFrameEvent is TIMEOUT") != std::string::npos) ++timeouts;
+  }
+  EXPECT_EQ(timeouts, 20);
+}

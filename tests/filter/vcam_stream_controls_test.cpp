@@ -1,0 +1,76 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include "diag/log_line_queue.h"
+#include "filter/vcam.h"
+#include "filter/vcam_stream.h"
+#include "link/vcam_param_channel.h"
+
+namespace {
+
+class StreamControls : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    LogLineQueue::create();
+    HRESULT hr = S_OK;
+    filter = static_cast<CVCam*>(CVCam::CreateInstance(nullptr, &hr));
+    filter->AddRef();
+    stream = filter->stream();
+    mixer.openOrCreate(1280, 720, 25, 0);
+    mixer.setOpeningProcessId(0);
+  }
+  void TearDown() override { EXPECT_EQ(filter->Release(), 0u); }
+
+  int publishedFps() {
+    int32_t width = 0, height = 0, fps = 0;
+    uint32_t fourcc = 0;
+    mixer.readVideoOutParam(width, height, fps, fourcc);
+    return fps;
+  }
+
+  CVCam* filter = nullptr;
+  CVCamStream* stream = nullptr;
+  VCamParamChannel mixer;
+};
+
+}  // namespace
+
+TEST_F(StreamControls, FrameRateModesSetThePeriodTheNextUpdatePublishes) {
+  struct Case {
+    uint32_t mode;
+    int fps;
+  };
+  // Mode 4 is unknown and keeps the period of the mode before it.
+  const Case cases[] = {{0, 10}, {1, 15}, {2, 30}, {3, 60}, {4, 60}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.mode);
+    EXPECT_EQ(stream->SetFrameRate(c.mode), S_OK);
+    stream->UpdateVideoOutParamIntoSharedMemory();
+    EXPECT_EQ(publishedFps(), c.fps);
+  }
+}
+
+TEST_F(StreamControls, OutputSizeListIsPublishedOnlyWhenItHoldsEntries) {
+  OutputSizeList empty;
+  EXPECT_EQ(stream->SetOutputWidthHeight(nullptr), S_OK);
+  EXPECT_EQ(stream->SetOutputWidthHeight(&empty), S_OK);
+  EXPECT_EQ(mixer.getOpeningProcessId(), 0u);
+
+  OutputSizeList sizes = {{640, 360}, {320, 180}};
+  EXPECT_EQ(stream->SetOutputWidthHeight(&sizes), S_OK);
+  EXPECT_EQ(mixer.getOpeningProcessId(), GetCurrentProcessId());
+  // The delivered size changes only with the next frame.
+  int width = 0, height = 0;
+  stream->GetOutputWidthHeight(&width, &height);
+  EXPECT_EQ(width, 1280);
+  EXPECT_EQ(height, 720);
+}
+
+TEST_F(StreamControls, CameraAlwaysAnswersThatItIsZarnCamAndUsesNoEnhancementsBeforeAFrame) {
+  EXPECT_EQ(stream->CheckZarnCam(nullptr), S_OK);
+  unsigned char answer = 7;
+  EXPECT_EQ(stream->CheckZarnCam(&answer), S_OK);
+  EXPECT_EQ(answer, 1);
+  EXPECT_EQ(stream->CheckZarnCamUsingVideoEnhancements(&answer), S_OK);
+  EXPECT_EQ(answer, 0);
+}

@@ -1,0 +1,131 @@
+#include "filter/vcam.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <cstdio>
+
+#include "diag/log_line_queue.h"
+#include "filter/vcam_stream.h"
+#include "filter/zarn_interfaces.h"
+#include "link/vcam_param_channel.h"
+#include "tests/support/child_process.h"
+
+using zarn::test::ChildProcess;
+
+namespace {
+
+const wchar_t kStopEventName[] = L"ZARN_TEST_VCAM_STOP_HOLDER";
+
+// A filter as a host holds it: one reference, released at the end.
+struct HeldFilter {
+  HeldFilter() {
+    HRESULT hr = S_OK;
+    filter = static_cast<CVCam*>(CVCam::CreateInstance(nullptr, &hr));
+    filter->AddRef();
+  }
+  ~HeldFilter() { EXPECT_EQ(filter->Release(), 0u); }
+  CVCam* operator->() const { return filter; }
+  CVCam* filter;
+};
+
+// The mixer's view of the parameter record, kept open for the whole test as a mixer would.
+class VCamFilter : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    LogLineQueue::create();
+    mixer.openOrCreate(1280, 720, 25, 0);
+    setHolder(0);
+  }
+  uint32_t holder() { return mixer.getOpeningProcessId(); }
+  void setHolder(uint32_t pid) { mixer.setOpeningProcessId(pid); }
+
+  VCamParamChannel mixer;
+};
+
+// Another host: runs its own filter, then stops when told.
+ZARN_CHILD_ROLE(run_until_told) {
+  LogLineQueue::create();
+  HANDLE stop = CreateEventW(nullptr, TRUE, FALSE, kStopEventName);
+  {
+    HeldFilter filter;
+    filter->Run(0);
+    std::printf("running\n");
+    if (WaitForSingleObject(stop, 20000) != WAIT_OBJECT_0) return 3;
+    filter->Stop();
+  }
+  CloseHandle(stop);
+  return 0;
+}
+
+}  // namespace
+
+TEST_F(VCamFilter, RunTakesTheCameraAndStopGivesBackOnlyItsOwnClaim) {
+  HANDLE stop = CreateEventW(nullptr, TRUE, FALSE, kStopEventName);
+  HeldFilter first;
+  ASSERT_EQ(first->Run(0), S_OK);
+  EXPECT_EQ(holder(), GetCurrentProcessId());
+
+  ChildProcess second = ChildProcess::startRole("run_until_told");
+  for (int i = 0; i < 200 && holder() != second.pid(); ++i) Sleep(50);
+  ASSERT_EQ(holder(), second.pid());
+
+  EXPECT_EQ(first->Stop(), S_OK);
+  EXPECT_EQ(holder(), second.pid());
+
+  SetEvent(stop);
+  EXPECT_EQ(second.wait(20000), 0u);
+  EXPECT_EQ(holder(), 0u);
+  CloseHandle(stop);
+}
+
+TEST_F(VCamFilter, PauseNeitherTakesNorGivesTheCamera) {
+  HeldFilter filter;
+  EXPECT_EQ(filter->Pause(), S_OK);
+  EXPECT_EQ(holder(), 0u);
+  FILTER_STATE state = State_Stopped;
+  EXPECT_EQ(filter->GetState(0, &state), S_OK);
+  EXPECT_EQ(state, State_Paused);
+  filter->Run(0);
+  filter->Pause();
+  EXPECT_EQ(holder(), GetCurrentProcessId());
+  filter->Stop();
+  EXPECT_EQ(holder(), 0u);
+}
+
+TEST_F(VCamFilter, StopOfAFilterNeverRunLeavesAnotherHoldersClaim) {
+  setHolder(4242);
+  {
+    HeldFilter filter;
+    filter->Stop();
+  }
+  EXPECT_EQ(holder(), 4242u);
+}
+
+TEST_F(VCamFilter, PrivateInterfacesReachThePinFromTheFilterButShareSampleDoesNot) {
+  HeldFilter filter;
+  IUnknown* part = nullptr;
+  EXPECT_EQ(filter->QueryInterface(IID_IShareSampleInterface, reinterpret_cast<void**>(&part)),
+            E_NOINTERFACE);
+  for (const GUID& iid : {IID_ICheckZarnCam, IID_ICheckZarnCamUsingVideoEnhancements,
+                          IID_IZarnCamFrameRateControler, IID_ISetOutputWidthHeight,
+                          IID_IZarnVCameraEx}) {
+    ASSERT_EQ(filter->QueryInterface(iid, reinterpret_cast<void**>(&part)), S_OK);
+    IPin* pin = nullptr;
+    ASSERT_EQ(part->QueryInterface(IID_IPin, reinterpret_cast<void**>(&pin)), S_OK);
+    EXPECT_EQ(pin, static_cast<IPin*>(filter->stream()));
+    EXPECT_EQ(pin->QueryInterface(IID_IShareSampleInterface, reinterpret_cast<void**>(&part)), S_OK);
+    part->Release();
+    pin->Release();
+    part->Release();
+  }
+}
+
+TEST_F(VCamFilter, FreshPinReportsTheInitialDeliveredSize) {
+  HeldFilter filter;
+  int width = 0;
+  int height = 0;
+  EXPECT_EQ(filter->stream()->GetOutputWidthHeight(&width, &height), S_OK);
+  EXPECT_EQ(width, 1280);
+  EXPECT_EQ(height, 720);
+}

@@ -1,0 +1,137 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <dshow.h>
+
+#include <atomic>
+#include <thread>
+
+#include "media/allocator.h"
+#include "tests/media/media_test_support.h"
+
+namespace {
+
+using zarn::test::waitUntil;
+
+class AllocatorTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    HRESULT hr = S_OK;
+    m_object = new CMemAllocator(nullptr, nullptr, &hr);
+    m_object->NonDelegatingQueryInterface(IID_IMemAllocator,
+                                          reinterpret_cast<void**>(&m_allocator));
+    m_objectsBefore = CBaseObject::ObjectsActive();
+  }
+  void TearDown() override {
+    if (m_allocator) {
+      m_allocator->Decommit();
+      EXPECT_EQ(0u, m_allocator->Release());
+    }
+  }
+
+  // Sets count and size, then commits.
+  void commit(LONG count, LONG size) {
+    ALLOCATOR_PROPERTIES request = {count, size, 1, 0};
+    ALLOCATOR_PROPERTIES actual;
+    ASSERT_EQ(S_OK, m_allocator->SetProperties(&request, &actual));
+    ASSERT_EQ(S_OK, m_allocator->Commit());
+  }
+
+  CMemAllocator* m_object = nullptr;
+  IMemAllocator* m_allocator = nullptr;
+  LONG m_objectsBefore = 0;
+};
+
+TEST_F(AllocatorTest, SetPropertiesRoundsTheSizeToTheAlignment) {
+  struct Case {
+    ALLOCATOR_PROPERTIES request;
+    HRESULT expected;
+    LONG actualSize;
+  };
+  const Case cases[] = {
+      {{1, 1000, 512, 0}, S_OK, 1024},
+      {{1, 1000, 512, 24}, S_OK, 1000},
+      {{1, 1000, 1, 0}, S_OK, 1000},
+      {{1, 1000, 0, 0}, VFW_E_BADALIGN, 0},
+      {{1, 1000, 0x20000, 0}, VFW_E_BADALIGN, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.request.cbAlign);
+    ALLOCATOR_PROPERTIES request = c.request;
+    ALLOCATOR_PROPERTIES actual = {9, 9, 9, 9};
+    EXPECT_EQ(c.expected, m_allocator->SetProperties(&request, &actual));
+    EXPECT_EQ(c.actualSize, actual.cbBuffer);
+  }
+}
+
+TEST_F(AllocatorTest, CommitNeedsProperties) {
+  EXPECT_EQ(VFW_E_SIZENOTSET, m_allocator->Commit());
+  IMediaSample* sample = nullptr;
+  EXPECT_EQ(VFW_E_NOT_COMMITTED, m_allocator->GetBuffer(&sample, nullptr, nullptr, 0));
+}
+
+TEST_F(AllocatorTest, NoWaitOnAnEmptyListTimesOut) {
+  commit(1, 64);
+  IMediaSample* first = nullptr;
+  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&first, nullptr, nullptr, 0));
+  IMediaSample* second = reinterpret_cast<IMediaSample*>(1);
+  EXPECT_EQ(VFW_E_TIMEOUT, m_allocator->GetBuffer(&second, nullptr, nullptr, AM_GBF_NOWAIT));
+  EXPECT_EQ(nullptr, second);
+  first->Release();
+  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&second, nullptr, nullptr, AM_GBF_NOWAIT));
+  second->Release();
+}
+
+TEST_F(AllocatorTest, DecommitWithASampleOutKeepsTheAllocatorUntilItReturns) {
+  commit(2, 64);
+  IMediaSample* sample = nullptr;
+  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&sample, nullptr, nullptr, 0));
+  ALLOCATOR_PROPERTIES request = {2, 64, 1, 0};
+  ALLOCATOR_PROPERTIES actual;
+
+  ASSERT_EQ(S_OK, m_allocator->Decommit());
+  EXPECT_EQ(VFW_E_BUFFERS_OUTSTANDING, m_allocator->SetProperties(&request, &actual));
+  // The caller's reference is the last but the committed one.
+  EXPECT_EQ(1u, m_allocator->Release());
+  m_allocator = nullptr;
+  EXPECT_EQ(m_objectsBefore, CBaseObject::ObjectsActive());
+  sample->Release();
+  EXPECT_EQ(m_objectsBefore - 1, CBaseObject::ObjectsActive());
+}
+
+TEST_F(AllocatorTest, CommitAfterDecommitWithASampleOutKeepsTheMemory) {
+  commit(1, 64);
+  IMediaSample* sample = nullptr;
+  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&sample, nullptr, nullptr, 0));
+  BYTE* before = nullptr;
+  sample->GetPointer(&before);
+  ASSERT_EQ(S_OK, m_allocator->Decommit());
+  ASSERT_EQ(S_OK, m_allocator->Commit());
+  sample->Release();
+  IMediaSample* again = nullptr;
+  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&again, nullptr, nullptr, AM_GBF_NOWAIT));
+  BYTE* after = nullptr;
+  again->GetPointer(&after);
+  EXPECT_EQ(before, after);
+  again->Release();
+}
+
+TEST_F(AllocatorTest, ReleasedSampleWakesAWaitingGetBuffer) {
+  commit(1, 64);
+  IMediaSample* held = nullptr;
+  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&held, nullptr, nullptr, 0));
+  std::atomic<IMediaSample*> got{nullptr};
+  std::thread waiter([&] {
+    IMediaSample* sample = nullptr;
+    if (SUCCEEDED(m_allocator->GetBuffer(&sample, nullptr, nullptr, 0))) {
+      got = sample;
+    }
+  });
+  Sleep(50);
+  held->Release();
+  EXPECT_TRUE(waitUntil([&] { return got.load() != nullptr; }));
+  waiter.join();
+  EXPECT_EQ(held, got.load());
+  got.load()->Release();
+}
+
+}  // namespace

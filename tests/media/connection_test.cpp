@@ -1,0 +1,141 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <dshow.h>
+#include <uuids.h>
+
+#include "tests/media/media_test_support.h"
+#include "tests/media/test_sink.h"
+#include "tests/media/test_source.h"
+
+namespace {
+
+using zarn::test::ComScope;
+using zarn::test::TestInputPin;
+using zarn::test::TestSinkFilter;
+using zarn::test::TestSource;
+using zarn::test::TestStream;
+using zarn::test::videoType;
+
+class ConnectionTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    m_objectsBefore = CBaseObject::ObjectsActive();
+    m_source = new TestSource();
+    m_source->AddRef();
+    m_sink = new TestSinkFilter();
+    m_sink->AddRef();
+    m_stream = m_source->stream();
+    m_in = m_sink->pin();
+    m_in->offerAllocator = true;
+  }
+  void TearDown() override {
+    m_stream->Disconnect();
+    m_in->Disconnect();
+    m_source->Release();
+    m_sink->Release();
+    EXPECT_EQ(m_objectsBefore, CBaseObject::ObjectsActive());
+  }
+
+  ComScope m_com;
+  LONG m_objectsBefore = 0;
+  TestSource* m_source = nullptr;
+  TestSinkFilter* m_sink = nullptr;
+  TestStream* m_stream = nullptr;
+  TestInputPin* m_in = nullptr;
+};
+
+TEST_F(ConnectionTest, ConnectsWithItsOwnTypeAndTheSinksAllocator) {
+  ASSERT_EQ(S_OK, m_stream->Connect(m_in, nullptr));
+  IPin* peer = nullptr;
+  ASSERT_EQ(S_OK, m_stream->ConnectedTo(&peer));
+  EXPECT_EQ(static_cast<IPin*>(m_in), peer);
+  peer->Release();
+  AM_MEDIA_TYPE mt;
+  ASSERT_EQ(S_OK, m_stream->ConnectionMediaType(&mt));
+  EXPECT_TRUE(m_stream->type == *static_cast<CMediaType*>(&mt));
+  FreeMediaType(mt);
+  EXPECT_EQ(m_in->ownAllocator, m_in->notifiedAllocator);
+  EXPECT_EQ(2, m_stream->decided.cBuffers);
+  EXPECT_EQ(VFW_E_ALREADY_CONNECTED, m_stream->Connect(m_in, nullptr));
+}
+
+TEST_F(ConnectionTest, FullySpecifiedTypeIsTheOnlyOneTried) {
+  CMediaType other = videoType(16, 16);
+  EXPECT_EQ(VFW_E_TYPE_NOT_ACCEPTED, m_stream->Connect(m_in, &other));
+  EXPECT_EQ(0, m_in->enumerations.load());
+  EXPECT_FALSE(m_stream->IsConnected());
+}
+
+TEST_F(ConnectionTest, PartialTypeFiltersTheCandidates) {
+  struct Case {
+    const GUID* subtype;
+    HRESULT expected;
+  };
+  const Case cases[] = {{&MEDIASUBTYPE_RGB24, VFW_E_NO_ACCEPTABLE_TYPES},
+                        {&MEDIASUBTYPE_RGB32, S_OK}};
+  m_in->offered = {m_stream->type};
+  for (const Case& c : cases) {
+    CMediaType partial(&MEDIATYPE_Video);
+    partial.SetSubtype(c.subtype);
+    ASSERT_TRUE(partial.IsPartiallySpecified());
+    EXPECT_EQ(c.expected, m_stream->Connect(m_in, &partial));
+  }
+}
+
+TEST_F(ConnectionTest, PeerWithoutEnumeratorStillGetsThePinsOwnTypes) {
+  m_in->withholdEnumerator = true;
+  EXPECT_EQ(S_OK, m_stream->Connect(m_in, nullptr));
+  EXPECT_EQ(1, m_in->enumerations.load());
+}
+
+TEST_F(ConnectionTest, PeerTypesComeFirst) {
+  // Had the pin's own types gone first, the peer would never have been asked.
+  m_in->offered = {m_stream->type};
+  ASSERT_EQ(S_OK, m_stream->Connect(m_in, nullptr));
+  EXPECT_EQ(1, m_in->enumerations.load());
+}
+
+TEST_F(ConnectionTest, RefusedPeerAllocatorFallsBackToTheDefaultWithTheSameProperties) {
+  m_stream->refuseAllocators = 1;
+  ASSERT_EQ(S_OK, m_stream->Connect(m_in, nullptr));
+  EXPECT_EQ(2, m_stream->allocatorsAsked.load());
+  ASSERT_NE(nullptr, m_in->notifiedAllocator);
+  EXPECT_NE(m_in->ownAllocator, m_in->notifiedAllocator);
+  ALLOCATOR_PROPERTIES props;
+  m_in->notifiedAllocator->GetProperties(&props);
+  EXPECT_EQ(m_stream->decided.cbBuffer, props.cbBuffer);
+  EXPECT_EQ(2, props.cBuffers);
+}
+
+TEST_F(ConnectionTest, PeerRefusalsMapToConnectionErrors) {
+  struct Case {
+    const char* name;
+    HRESULT refusal;
+    bool fullType;
+    HRESULT expected;
+  };
+  const Case cases[] = {
+      {"S_FALSE is no agreement", S_FALSE, true, VFW_E_TYPE_NOT_ACCEPTED},
+      {"plain refusals become no acceptable types", E_FAIL, false, VFW_E_NO_ACCEPTABLE_TYPES},
+      {"other failures come through", E_ACCESSDENIED, false, E_ACCESSDENIED},
+  };
+  m_in->accepted = videoType(2, 2);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    m_in->refusal = c.refusal;
+    EXPECT_EQ(c.expected, m_stream->Connect(m_in, c.fullType ? &m_stream->type : nullptr));
+    EXPECT_FALSE(m_stream->IsConnected());
+    EXPECT_FALSE(m_in->IsConnected());
+    IPin* peer = reinterpret_cast<IPin*>(1);
+    EXPECT_EQ(VFW_E_NOT_CONNECTED, m_stream->ConnectedTo(&peer));
+    EXPECT_EQ(nullptr, peer);
+  }
+}
+
+TEST_F(ConnectionTest, OutputCannotConnectToAnOutput) {
+  TestStream* second = m_source->addStream();
+  EXPECT_EQ(VFW_E_INVALID_DIRECTION, m_stream->Connect(second, nullptr));
+  EXPECT_FALSE(m_stream->IsConnected());
+}
+
+}  // namespace

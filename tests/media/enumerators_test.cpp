@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <dshow.h>
+
+#include "tests/media/media_test_support.h"
+#include "tests/media/test_source.h"
+
+namespace {
+
+using zarn::test::TestSource;
+using zarn::test::TestStream;
+using zarn::test::videoType;
+
+class EnumeratorsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    m_source = new TestSource();
+    m_source->AddRef();
+  }
+  void TearDown() override { EXPECT_EQ(0u, m_source->Release()); }
+
+  TestSource* m_source = nullptr;
+};
+
+TEST_F(EnumeratorsTest, PinEnumeratorReturnsAnAddedPinAndNotTheOnesBefore) {
+  IEnumPins* pins = nullptr;
+  ASSERT_EQ(S_OK, m_source->EnumPins(&pins));
+  IPin* got[2] = {};
+  ULONG fetched = 0;
+  ASSERT_EQ(S_OK, pins->Next(1, got, &fetched));
+  EXPECT_EQ(static_cast<IPin*>(m_source->stream()), got[0]);
+  got[0]->Release();
+
+  TestStream* added = m_source->addStream();
+  EXPECT_EQ(S_FALSE, pins->Next(2, got, &fetched));
+  ASSERT_EQ(1u, fetched);
+  EXPECT_EQ(static_cast<IPin*>(added), got[0]);
+  got[0]->Release();
+
+  EXPECT_EQ(S_OK, pins->Reset());
+  EXPECT_EQ(S_OK, pins->Next(2, got, &fetched));
+  got[0]->Release();
+  got[1]->Release();
+  pins->Release();
+}
+
+TEST_F(EnumeratorsTest, PinEnumeratorOutOfSyncRefusesSkipAndClone) {
+  IEnumPins* pins = nullptr;
+  ASSERT_EQ(S_OK, m_source->EnumPins(&pins));
+  m_source->addStream();
+  EXPECT_EQ(VFW_E_ENUM_OUT_OF_SYNC, pins->Skip(1));
+  IEnumPins* clone = reinterpret_cast<IEnumPins*>(1);
+  EXPECT_EQ(VFW_E_ENUM_OUT_OF_SYNC, pins->Clone(&clone));
+  EXPECT_EQ(nullptr, clone);
+  pins->Reset();
+  EXPECT_EQ(S_FALSE, pins->Skip(3));
+  ASSERT_EQ(S_OK, pins->Clone(&clone));
+  clone->Release();
+  pins->Release();
+}
+
+TEST_F(EnumeratorsTest, MediaTypeEnumeratorIsOutOfSyncUntilReset) {
+  TestStream* stream = m_source->stream();
+  IEnumMediaTypes* types = nullptr;
+  ASSERT_EQ(S_OK, stream->EnumMediaTypes(&types));
+  stream->IncrementTypeVersion();
+
+  AM_MEDIA_TYPE* got[2] = {};
+  ULONG fetched = 7;
+  EXPECT_EQ(VFW_E_ENUM_OUT_OF_SYNC, types->Next(1, got, &fetched));
+  EXPECT_EQ(VFW_E_ENUM_OUT_OF_SYNC, types->Skip(1));
+  IEnumMediaTypes* clone = reinterpret_cast<IEnumMediaTypes*>(1);
+  EXPECT_EQ(VFW_E_ENUM_OUT_OF_SYNC, types->Clone(&clone));
+  EXPECT_EQ(nullptr, clone);
+
+  ASSERT_EQ(S_OK, types->Reset());
+  ASSERT_EQ(S_FALSE, types->Next(2, got, &fetched));
+  ASSERT_EQ(1u, fetched);
+  EXPECT_TRUE(stream->type == *static_cast<CMediaType*>(got[0]));
+  DeleteMediaType(got[0]);
+  types->Release();
+}
+
+}  // namespace

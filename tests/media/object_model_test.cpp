@@ -1,0 +1,153 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <dshow.h>
+
+#include "media/class_factory.h"
+#include "media/unknown.h"
+
+namespace {
+
+// {1E0F3A41-7C55-4E2B-9D77-0A6C1F7B2E10}
+const CLSID kTestClsid = {
+    0x1E0F3A41, 0x7C55, 0x4E2B, {0x9D, 0x77, 0x0A, 0x6C, 0x1F, 0x7B, 0x2E, 0x10}};
+
+int g_created = 0;
+int g_destroyed = 0;
+
+// An inner object with one interface, IPersist, which can be aggregated.
+class PersistObject : public CUnknown, public IPersist {
+ public:
+  explicit PersistObject(LPUNKNOWN outer, bool touchCountInDestructor = false)
+      : CUnknown(nullptr, outer), m_touch(touchCountInDestructor) {
+    g_created++;
+  }
+  ~PersistObject() override {
+    g_destroyed++;
+    // A reference taken and dropped while dying must not delete a second time.
+    if (m_touch) {
+      NonDelegatingAddRef();
+      NonDelegatingRelease();
+    }
+  }
+
+  DECLARE_IUNKNOWN
+  STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override {
+    if (IsEqualIID(riid, IID_IPersist)) {
+      return GetInterface(static_cast<IPersist*>(this), ppv);
+    }
+    return CUnknown::NonDelegatingQueryInterface(riid, ppv);
+  }
+  STDMETHODIMP GetClassID(CLSID* clsid) override {
+    *clsid = kTestClsid;
+    return S_OK;
+  }
+
+  static CUnknown* WINAPI CreateInstance(LPUNKNOWN outer, HRESULT*) {
+    return new PersistObject(outer);
+  }
+
+ private:
+  bool m_touch;
+};
+
+// An outer object that counts its own references; the inner one is made by the test.
+class Outer : public IUnknown {
+ public:
+  STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+  STDMETHODIMP_(ULONG) AddRef() override { return ++refs; }
+  STDMETHODIMP_(ULONG) Release() override { return --refs; }
+  ULONG refs = 1;
+};
+
+}  // namespace
+
+CFactoryTemplate g_Templates[] = {
+    {L"Test object", &kTestClsid, PersistObject::CreateInstance, nullptr, nullptr},
+};
+int g_cTemplates = 1;
+
+namespace {
+
+class ObjectModelTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    g_created = g_destroyed = 0;
+    m_objectsBefore = CBaseObject::ObjectsActive();
+  }
+  void TearDown() override { EXPECT_EQ(m_objectsBefore, CBaseObject::ObjectsActive()); }
+
+  IClassFactory* factory() {
+    IClassFactory* factory = nullptr;
+    EXPECT_EQ(S_OK,
+              DllGetClassObject(kTestClsid, IID_IClassFactory, reinterpret_cast<void**>(&factory)));
+    return factory;
+  }
+
+  LONG m_objectsBefore = 0;
+};
+
+TEST_F(ObjectModelTest, ReferenceTakenDuringDestructionDoesNotDeleteTwice) {
+  PersistObject* object = new PersistObject(nullptr, true);
+  object->NonDelegatingAddRef();
+  EXPECT_EQ(0u, object->NonDelegatingRelease());
+  EXPECT_EQ(1, g_destroyed);
+}
+
+TEST_F(ObjectModelTest, QueryOfAnUnknownInterfaceOnAFreshObjectDeletesIt) {
+  IClassFactory* cf = factory();
+  void* object = reinterpret_cast<void*>(1);
+  EXPECT_EQ(E_NOINTERFACE, cf->CreateInstance(nullptr, IID_IBaseFilter, &object));
+  EXPECT_EQ(nullptr, object);
+  EXPECT_EQ(1, g_created);
+  EXPECT_EQ(1, g_destroyed);
+  cf->Release();
+}
+
+TEST_F(ObjectModelTest, AggregatedObjectAnswersThroughTheOuterObject) {
+  Outer outer;
+  IClassFactory* cf = factory();
+  void* object = nullptr;
+  EXPECT_EQ(E_NOINTERFACE, cf->CreateInstance(&outer, IID_IPersist, &object));
+  EXPECT_EQ(0, g_created);
+
+  ASSERT_EQ(S_OK, cf->CreateInstance(&outer, IID_IUnknown, &object));
+  IUnknown* inner = static_cast<IUnknown*>(object);
+  IPersist* persist = nullptr;
+  ASSERT_EQ(S_OK, inner->QueryInterface(IID_IPersist, reinterpret_cast<void**>(&persist)));
+  EXPECT_EQ(2u, outer.refs);
+  // An inner interface asks the outer object, which here knows no other interface.
+  void* other = reinterpret_cast<void*>(1);
+  EXPECT_EQ(E_NOINTERFACE, persist->QueryInterface(IID_IPersist, &other));
+  persist->Release();
+  EXPECT_EQ(1u, outer.refs);
+  inner->Release();
+  EXPECT_EQ(1, g_destroyed);
+  cf->Release();
+}
+
+TEST_F(ObjectModelTest, ClassObjectLookup) {
+  void* object = reinterpret_cast<void*>(1);
+  EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE, DllGetClassObject(IID_IPersist, IID_IClassFactory, &object));
+  EXPECT_EQ(nullptr, object);
+  object = reinterpret_cast<void*>(1);
+  EXPECT_EQ(E_NOINTERFACE, DllGetClassObject(kTestClsid, IID_IPersist, &object));
+  EXPECT_EQ(nullptr, object);
+}
+
+TEST_F(ObjectModelTest, ModuleStaysLoadedWhileLockedOrAlive) {
+  IClassFactory* cf = factory();
+  ASSERT_EQ(S_OK, cf->LockServer(TRUE));
+  cf->Release();
+  EXPECT_EQ(S_FALSE, DllCanUnloadNow());
+
+  cf = factory();
+  IPersist* persist = nullptr;
+  ASSERT_EQ(S_OK, cf->CreateInstance(nullptr, IID_IPersist, reinterpret_cast<void**>(&persist)));
+  ASSERT_EQ(S_OK, cf->LockServer(FALSE));
+  cf->Release();
+  EXPECT_EQ(S_FALSE, DllCanUnloadNow());
+  persist->Release();
+  EXPECT_EQ(S_OK, DllCanUnloadNow());
+}
+
+}  // namespace

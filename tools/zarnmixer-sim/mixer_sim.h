@@ -1,0 +1,37 @@
+#pragma once
+// The reference mixer: owns the frame region as its writer, follows the hosts' requests in the
+// parameter block and publishes the test pattern at a steady rate.
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+
+#include "link/capture_share_memory_mgr.h"
+#include "link/vcam_param_channel.h"
+#include "tools/zarnmixer-sim/options.h"
+
+class MixerSim {
+ public:
+  explicit MixerSim(const MixerSimOptions& options);
+  ~MixerSim();
+  MixerSim(const MixerSim&) = delete;
+  MixerSim& operator=(const MixerSim&) = delete;
+
+  // Runs until `stopEvent` is set or a limit is reached; the process exit code.
+  int run(HANDLE stopEvent);
+
+ private:
+  bool createFrameRegion();
+  void followRequest();
+  void publishFrame();
+
+  MixerSimOptions m_options;
+  CaptureShareMemoryMgr m_frames;
+  VCamParamChannel m_params;
+  HANDLE m_frameEvent = nullptr;
+  int64_t m_bufferBytes = 0;
+  int32_t m_width = 0;
+  int32_t m_height = 0;
+  uint32_t m_published = 0;
+  std::string m_lastRequestLine;
+};
