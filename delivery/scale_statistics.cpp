@@ -12,7 +12,7 @@ bool OutputStatistics::count(char (&line)[kLineSize]) {
   m_frames.store(frames, std::memory_order_relaxed);
   const uint32_t now = platform().milliseconds();
   const uint32_t elapsed = now - m_startTime.load(std::memory_order_relaxed);
-  if (int32_t(elapsed) < kIntervalSeconds * 1000) return false;
+  if (elapsed < uint32_t(kIntervalSeconds) * 1000) return false;
   snprintf(line, kLineSize, "CVCamStream output count=%d fps=%d time=%d", frames,
            frames / kIntervalSeconds, int(elapsed));
   m_frames.store(0, std::memory_order_relaxed);

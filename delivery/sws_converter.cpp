@@ -2,9 +2,7 @@
 
 #include "delivery/sws_library_table.h"
 
-SwsConverter::SwsConverter() : SwsConverter(SwscaleLibraryTable::instance()) {}
-
-SwsConverter::SwsConverter(const SwscaleLibraryTable& libraries) : m_libraries(libraries) {
+SwsConverter::SwsConverter() : m_libraries(SwscaleLibraryTable::instance()) {
   if (!m_libraries.avcodecAllocFrame) return;
   m_pSourceFrame = m_libraries.avcodecAllocFrame();
   m_pTargetFrame = m_libraries.avcodecAllocFrame();

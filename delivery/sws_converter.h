@@ -5,9 +5,8 @@ class SwscaleLibraryTable;
 
 class SwsConverter {
  public:
-  // Over the process-wide table.
+  // Over the process-wide table of libraries.
   SwsConverter();
-  explicit SwsConverter(const SwscaleLibraryTable& libraries);
   ~SwsConverter();
   SwsConverter(const SwsConverter&) = delete;
   SwsConverter& operator=(const SwsConverter&) = delete;

@@ -3,6 +3,7 @@
 #include <dshow.h>
 
 #include "diag/log.h"
+#include "filter/capture_format_catalogue.h"
 #include "filter/vcam.h"
 #include "host/host_lists.h"
 #include "link/capture_share_memory_mgr.h"
@@ -24,10 +25,14 @@ CVCamStream::CVCamStream(HRESULT* result, CVCam* parent, const wchar_t* pinName)
   m_isFlipHost = isHostInFlipList();
   m_isLimitedRgbHost = isHostInLimitedRgbList();
   LogPrint(1, "CVCamStream::CVCamStream");
+  // Row 1, not 0: position 0 is the current type, which is still empty here.
+  GetMediaType(1, &m_defaultMediaType);
+  GetMediaType(1, &m_mt);
   if (!m_pParamChannel) {
     m_pParamChannel = std::make_unique<VCamParamChannel>();
     m_pParamChannel->openOrCreate(kDefaultWidth, kDefaultHeight, kDefaultFps, 0);
   }
+  FillZarnExternalResolution();
 }
 
 CVCamStream::~CVCamStream() {

@@ -39,6 +39,10 @@ class CVCamStream : public CSourceStream,
   HRESULT FillBuffer(IMediaSample* sample) override;
   HRESULT OnThreadCreate() override;
   HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) override;
+  // Accepts the current type and nothing else: hosts change the format through SetFormat.
+  HRESULT CheckMediaType(const CMediaType* type) override;
+  // Position 0 is the current type; the others are catalogue rows.
+  HRESULT GetMediaType(int position, CMediaType* type) override;
 
   STDMETHODIMP ShareSample() override;
   STDMETHODIMP CheckZarnCam(unsigned char* answer) override;
@@ -54,6 +58,16 @@ class CVCamStream : public CSourceStream,
   void HandleOpeningProcessTermination();
   // The holder in the parameter record; 0 without a channel.
   uint32_t deviceOpeningProcessId();
+  // Has the application tell the user which process holds the camera.
+  void ShowTipsForOpeningProcess();
+
+  // The requested size is 4:3; it picks the placeholder picture.
+  bool isResolusion_43();
+  // Decodes the stored picture for the requested size into m_placeholderFrame, bottom row first
+  // when `reverseRows`; true if it came from the module's resources.
+  bool LoadBackground(bool reverseRows);
+  // Brings the placeholder to a sample buffer of the requested size and format.
+  void copyPlaceholderToSample(BYTE* sampleData);
 
  protected:
   // The two ways a frame leaves the stream; exceptions from them are contained by FillBuffer.

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 #include "delivery/sws_library_table.h"
 
@@ -27,26 +26,6 @@ TEST(SwsConverter, WorksWithoutTheLibraries) {
                table.swsGetContext || table.swsScale || table.swsFreeContext);
   SwsConverter first;
   SwsConverter second;
-}
-
-std::vector<std::string> g_calls;
-char g_frames[2];
-
-void* fakeAllocFrame() {
-  g_calls.push_back("alloc");
-  return &g_frames[g_calls.size() - 1];
-}
-
-void fakeFree(void* frame) {
-  g_calls.push_back(frame == &g_frames[0] ? "free first" : frame == &g_frames[1] ? "free second" : "?");
-}
-
-TEST(SwsConverter, HoldsTwoFramesAndFreesTheSecondFirst) {
-  SwscaleLibraryTable table(L"Z:\\nowhere\\");
-  table.avcodecAllocFrame = &fakeAllocFrame;
-  table.avFree = &fakeFree;
-  { SwsConverter converter(table); }
-  EXPECT_EQ((std::vector<std::string>{"alloc", "alloc", "free second", "free first"}), g_calls);
 }
 
 }  // namespace
