@@ -1,4 +1,129 @@
-#include "filter/vcam_stream.h"
+// The path of every ordinary host: one frame from the mixer's region into the sample, stamped
+// with the mixer's own millisecond times, or the placeholder when there is no frame.
+#include <windows.h>
 
-// Not joined to the frame region yet: the sample leaves as the allocator gave it.
-void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample*) {}
+#include <atomic>
+#include <stdexcept>
+
+#include "delivery/scale_frame.h"
+#include "diag/log.h"
+#include "filter/vcam_stream.h"
+#include "host/mixer_launch.h"
+#include "host/platform.h"
+#include "link/capture_share_memory_mgr.h"
+
+namespace {
+
+const wchar_t kFrameRegionBaseName[] = L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY";
+const uint32_t kLogIntervalMs = 60000;
+
+std::atomic<uint32_t> g_lastNoRecordLine{0};
+std::atomic<uint32_t> g_lastNoMixerLine{0};
+
+// One line a minute at most, per kind, for the whole process.
+bool throttled(std::atomic<uint32_t>& lastLine) {
+  uint32_t now = platform().milliseconds();
+  if (now - lastLine.load() < kLogIntervalMs) return true;
+  lastLine = now;
+  return false;
+}
+
+}  // namespace
+
+void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample* sample) {
+  BYTE* sampleData = nullptr;
+  sample->GetPointer(&sampleData);
+  sample->GetSize();
+
+  if (!m_pCaptureShareMemory) {
+    m_pCaptureShareMemory = std::make_unique<CaptureShareMemoryMgr>(kFrameRegionBaseName);
+  }
+  m_pCaptureShareMemory->setEncrypted(!m_bPlainRecords);
+
+  bool frameDelivered = false;
+  if (m_pCaptureShareMemory->attach(false)) {
+    if (!m_bFirstAttachDone) {
+      LogPrint(1, "CVCamStream::FillBuffer attach success");
+      m_bFirstAttachDone = true;
+    }
+    CaptureFrameRecord record;
+    uint8_t* pixels = nullptr;
+    try {
+      pixels = m_pCaptureShareMemory->lockReadBuffer(record);
+    } catch (const std::exception& error) {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-extra-args"
+      LogPrint(1, "zarnmixer lockReadBuffer error std::exception! err=", error.what());
+#pragma GCC diagnostic pop
+      // The failed read left the mutex held; from now on the plain layout is read.
+      m_pCaptureShareMemory->unLockReadBuffer();
+      m_bPlainRecords = true;
+      m_pCaptureShareMemory->setEncrypted(false);
+      pixels = m_pCaptureShareMemory->lockReadBuffer(record);
+    }
+
+    if (!pixels) {
+      if (!throttled(g_lastNoRecordLine)) {
+        LogPrint(1, "Fails to lockReadBuffer! err=%d", static_cast<int>(GetLastError()));
+      }
+    } else {
+      m_bUsingVideoEnhancements = record.recordFlag != 0;
+      int32_t targetWidth = m_widthOutReq;
+      int32_t targetHeight = m_heightOutReq;
+      {
+        CAutoLock lock(&m_streamLock);
+        if (m_outputSizes.size() >= 2) {
+          targetWidth = m_outputSizes[1].first;
+          targetHeight = m_outputSizes[1].second;
+        }
+      }
+      // A client may ask for smaller frames than the negotiated size, never larger.
+      if (int64_t{targetWidth} * targetHeight > int64_t{m_widthOutReq} * m_heightOutReq) {
+        targetWidth = m_widthOutReq;
+        targetHeight = m_heightOutReq;
+      }
+
+      if (record.frameKind != kTextureFrame) {
+        ScaleFrame(pixels, static_cast<int32_t>(record.width), static_cast<int32_t>(record.height),
+                   sampleData, targetWidth, targetHeight, m_bitCount, FrameFitMode::CropToFill,
+                   m_scaledFrame, m_isFlipHost, m_fourcc);
+        frameDelivered = true;
+      }
+      // A texture frame needs the GPU reader, which this build does not have: it counts as no frame.
+      m_pCaptureShareMemory->unLockReadBuffer();
+
+      if (frameDelivered) {
+        m_widthOut = targetWidth;
+        m_heightOut = targetHeight;
+        sample->SetSyncPoint(TRUE);
+        stampSampleTimes(sample, static_cast<int64_t>(record.timestampMs));
+      }
+    }
+  }
+
+  if (!m_bFirstAttachDone) {
+    m_bFirstAttachDone = true;
+    BootZarnVcamProc();
+    LoadBackground(true);
+  }
+
+  if (!frameDelivered) {
+    if (!throttled(g_lastNoMixerLine)) {
+      LogPrint(1, "No zarnmixer running ! err=%d", static_cast<int>(GetLastError()));
+    }
+    copyPlaceholderToSample(sampleData);
+    m_widthOut = m_widthOutReq;
+    m_heightOut = m_heightOutReq;
+  }
+}
+
+void CVCamStream::stampSampleTimes(IMediaSample* sample, int64_t frameTimeMs) {
+  // Milliseconds of the mixer's clock go into the sample unconverted; hosts rely on it.
+  REFERENCE_TIME start = frameTimeMs;
+  if (start <= m_lastSampleEnd) start = m_lastSampleEnd + m_avgTimePerFrameSample / 20000;
+  REFERENCE_TIME stop = start + m_avgTimePerFrameSample / 10000;
+  if (m_isObsHost) sample->SetTime(&start, &stop);
+  sample->SetMediaTime(&start, &stop);
+  // Keeps the start, so repeated frames advance by half a period each.
+  m_lastSampleEnd = start;
+}

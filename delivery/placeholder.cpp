@@ -72,7 +72,7 @@ void CVCamStream::copyPlaceholderToSample(BYTE* sampleData) {
         m_scaledFrame.plane[0]
             ? m_scaledFrame.plane[0] + ptrdiff_t(m_heightOutReq - 1) * m_scaledFrame.stride[0]
             : nullptr;
-    libyuv::ARGBToI420(m_scaledFrame.plane[0], m_scaledFrame.stride[0], m_placeholderFrameYuv.plane[0],
+    libyuv::ARGBToI420(lastRow, -m_scaledFrame.stride[0], m_placeholderFrameYuv.plane[0],
                        m_placeholderFrameYuv.stride[0], m_placeholderFrameYuv.plane[1],
                        m_placeholderFrameYuv.stride[1], m_placeholderFrameYuv.plane[2],
                        m_placeholderFrameYuv.stride[1], m_widthOutReq, m_heightOutReq);

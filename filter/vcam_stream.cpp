@@ -6,6 +6,7 @@
 #include "filter/capture_format_catalogue.h"
 #include "filter/vcam.h"
 #include "host/host_lists.h"
+#include "host/mixer_launch.h"
 #include "link/capture_share_memory_mgr.h"
 #include "link/device_occupancy.h"
 #include "link/vcam_param_channel.h"
@@ -127,3 +128,5 @@ void CVCamStream::HandleOpeningProcessTermination() {
 uint32_t CVCamStream::deviceOpeningProcessId() {
   return m_pParamChannel ? m_pParamChannel->getOpeningProcessId() : 0;
 }
+
+void CVCamStream::ShowTipsForOpeningProcess() { ::ShowTipsForOpeningProcess(deviceOpeningProcessId()); }

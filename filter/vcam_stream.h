@@ -73,6 +73,8 @@ class CVCamStream : public CSourceStream,
   // The two ways a frame leaves the stream; exceptions from them are contained by FillBuffer.
   virtual void FillBufferVideoMemoryOutput(IMediaSample* sample);
   virtual void FillBufferVideoDirectOutput();
+  // Times of a delivered frame, from the mixer's time stamp; a stale one moves on by half a period.
+  void stampSampleTimes(IMediaSample* sample, int64_t frameTimeMs);
 
   int32_t m_widthOut = 1280;
   int32_t m_heightOut = 720;

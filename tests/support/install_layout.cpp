@@ -1,0 +1,66 @@
+#include "tests/support/install_layout.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace zarn::test {
+namespace {
+
+const wchar_t kLogVariable[] = L"ZARNCAM_RECORDER_LOG";
+
+}  // namespace
+
+std::string readFileBytes(const std::wstring& path) {
+  std::string text;
+  FILE* in = _wfopen(path.c_str(), L"rb");
+  if (!in) return text;
+  char chunk[4096];
+  for (size_t got; (got = std::fread(chunk, 1, sizeof(chunk), in)) > 0;) text.append(chunk, got);
+  std::fclose(in);
+  return text;
+}
+
+InstallLayout::InstallLayout(Layout layout) {
+  wchar_t temp[MAX_PATH] = {};
+  GetTempPathW(MAX_PATH, temp);
+  static int serial = 0;
+  m_root = std::wstring(temp) + L"zarn-install-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+           std::to_wstring(++serial);
+  CreateDirectoryW(m_root.c_str(), nullptr);
+  CreateDirectoryW((m_root + L"\\bin").c_str(), nullptr);
+  wchar_t self[MAX_PATH] = {};
+  GetModuleFileNameW(nullptr, self, MAX_PATH);
+  m_program = m_root + L"\\bin\\installed-host.exe";
+  m_application =
+      (layout == Layout::ApplicationOneUp ? m_root : m_root + L"\\bin") + L"\\zarncam pro.exe";
+  m_log = m_root + L"\\launches.log";
+  copied = CopyFileW(self, m_program.c_str(), FALSE) &&
+           CopyFileW((executableFolder() + L"recorder\\zarncam pro.exe").c_str(),
+                     m_application.c_str(), FALSE);
+  SetEnvironmentVariableW(kLogVariable, m_log.c_str());
+}
+
+InstallLayout::~InstallLayout() {
+  SetEnvironmentVariableW(kLogVariable, nullptr);
+  for (const std::wstring& file : {m_program, m_application, m_log}) DeleteFileW(file.c_str());
+  RemoveDirectoryW((m_root + L"\\bin").c_str());
+  RemoveDirectoryW(m_root.c_str());
+}
+
+ChildProcess InstallLayout::start(const std::wstring& arguments) const {
+  return ChildProcess::start(m_program, arguments);
+}
+
+std::string InstallLayout::waitForLog(size_t lines) const {
+  std::string text;
+  for (int tries = 0; tries < 100; ++tries) {
+    text = readFileBytes(m_log);
+    if (size_t(std::count(text.begin(), text.end(), '\n')) >= lines) break;
+    Sleep(100);
+  }
+  return text;
+}
+
+}  // namespace zarn::test

@@ -1,0 +1,39 @@
+#pragma once
+// A copy of the running test program installed the way the camera is: in <root>\bin, with the
+// recorder named as the application "zarncam pro.exe" beside it or one folder up. The recorder
+// writes each command line it is started with to the layout's log.
+#include <string>
+
+#include "tests/support/child_process.h"
+
+namespace zarn::test {
+
+enum class Layout { ApplicationBeside, ApplicationOneUp };
+
+class InstallLayout {
+ public:
+  explicit InstallLayout(Layout layout);
+  ~InstallLayout();
+  InstallLayout(const InstallLayout&) = delete;
+  InstallLayout& operator=(const InstallLayout&) = delete;
+
+  // Starts the installed copy of the test program with `arguments`.
+  ChildProcess start(const std::wstring& arguments) const;
+  // The recorder's log once it holds `lines` lines, waiting a bounded time for the application.
+  std::string waitForLog(size_t lines) const;
+
+  bool copied = false;
+  const std::wstring& application() const { return m_application; }
+  const std::wstring& log() const { return m_log; }
+
+ private:
+  std::wstring m_root;
+  std::wstring m_program;
+  std::wstring m_application;
+  std::wstring m_log;
+};
+
+// The whole content of a file; empty if it can't be read.
+std::string readFileBytes(const std::wstring& path);
+
+}  // namespace zarn::test
