@@ -18,9 +18,10 @@ stop_all() {
 trap stop_all EXIT
 export DISPLAY=$display
 
-# One persistent wineserver for the whole run: each test starts faster.
+# One persistent wineserver for the whole run, so each test starts faster; it also makes the
+# prefix on first use.
 "$repo/scripts/wine-run.sh" cmd /c exit >/dev/null 2>&1 || true
-WINEPREFIX=$WINEPREFIX wineserver -p
+WINEPREFIX=$WINEPREFIX wineserver -p 2>/dev/null || true
 
 cd "$build"
 ctest --output-on-failure -j 2 "$@"

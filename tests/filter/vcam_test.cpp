@@ -120,12 +120,3 @@ TEST_F(VCamFilter, PrivateInterfacesReachThePinFromTheFilterButShareSampleDoesNo
     part->Release();
   }
 }
-
-TEST_F(VCamFilter, FreshPinReportsTheInitialDeliveredSize) {
-  HeldFilter filter;
-  int width = 0;
-  int height = 0;
-  EXPECT_EQ(filter->stream()->GetOutputWidthHeight(&width, &height), S_OK);
-  EXPECT_EQ(width, 1280);
-  EXPECT_EQ(height, 720);
-}
