@@ -3,46 +3,14 @@
 #include <dshow.h>
 #include <uuids.h>
 
-#include "tests/media/media_test_support.h"
-#include "tests/media/test_sink.h"
-#include "tests/media/test_source.h"
+#include "tests/media/source_sink_fixture.h"
 
 namespace {
 
-using zarn::test::ComScope;
-using zarn::test::TestInputPin;
-using zarn::test::TestSinkFilter;
-using zarn::test::TestSource;
 using zarn::test::TestStream;
 using zarn::test::videoType;
 
-class ConnectionTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    m_objectsBefore = CBaseObject::ObjectsActive();
-    m_source = new TestSource();
-    m_source->AddRef();
-    m_sink = new TestSinkFilter();
-    m_sink->AddRef();
-    m_stream = m_source->stream();
-    m_in = m_sink->pin();
-    m_in->offerAllocator = true;
-  }
-  void TearDown() override {
-    m_stream->Disconnect();
-    m_in->Disconnect();
-    m_source->Release();
-    m_sink->Release();
-    EXPECT_EQ(m_objectsBefore, CBaseObject::ObjectsActive());
-  }
-
-  ComScope m_com;
-  LONG m_objectsBefore = 0;
-  TestSource* m_source = nullptr;
-  TestSinkFilter* m_sink = nullptr;
-  TestStream* m_stream = nullptr;
-  TestInputPin* m_in = nullptr;
-};
+using ConnectionTest = zarn::test::SourceSinkTest;
 
 TEST_F(ConnectionTest, ConnectsWithItsOwnTypeAndTheSinksAllocator) {
   ASSERT_EQ(S_OK, m_stream->Connect(m_in, nullptr));

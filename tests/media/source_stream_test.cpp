@@ -5,40 +5,20 @@
 #include <atomic>
 #include <thread>
 
-#include "tests/media/media_test_support.h"
-#include "tests/media/test_sink.h"
-#include "tests/media/test_source.h"
+#include "tests/media/source_sink_fixture.h"
 
 namespace {
 
-using zarn::test::ComScope;
-using zarn::test::TestInputPin;
-using zarn::test::TestSinkFilter;
-using zarn::test::TestSource;
 using zarn::test::TestStream;
 using zarn::test::waitUntil;
 
 // A source connected straight to a sink that offers the framework's own allocator.
-class SourceStreamTest : public ::testing::Test {
+class SourceStreamTest : public zarn::test::SourceSinkTest {
  protected:
-  void SetUp() override {
-    m_objectsBefore = CBaseObject::ObjectsActive();
-    m_source = new TestSource();
-    m_source->AddRef();
-    m_sink = new TestSinkFilter();
-    m_sink->AddRef();
-    m_stream = m_source->stream();
-    m_in = m_sink->pin();
-    m_in->offerAllocator = true;
-  }
   void TearDown() override {
     m_source->Stop();
     m_in->releaseHeldSamples();
-    m_stream->Disconnect();
-    m_in->Disconnect();
-    EXPECT_EQ(0u, m_source->Release());
-    EXPECT_EQ(0u, m_sink->Release());
-    EXPECT_EQ(m_objectsBefore, CBaseObject::ObjectsActive());
+    SourceSinkTest::TearDown();
   }
 
   void connect() { ASSERT_EQ(S_OK, m_stream->Connect(m_in, nullptr)); }
@@ -58,13 +38,6 @@ class SourceStreamTest : public ::testing::Test {
     }
     return stopped;
   }
-
-  ComScope m_com;
-  LONG m_objectsBefore = 0;
-  TestSource* m_source = nullptr;
-  TestSinkFilter* m_sink = nullptr;
-  TestStream* m_stream = nullptr;
-  TestInputPin* m_in = nullptr;
 };
 
 TEST_F(SourceStreamTest, UnconnectedPinGetsNoThread) {
