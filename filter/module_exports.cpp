@@ -1,5 +1,6 @@
 // The module's entry: the log queue lives from attach to detach, and the framework's entry does
-// the rest. DllGetClassObject and DllCanUnloadNow are the framework's, exported by name.
+// the rest. DllGetClassObject and DllCanUnloadNow are the framework's, the registration pair is
+// registration.cpp's; the .def file exports all five by name.
 #include <windows.h>
 
 #include "diag/log_line_queue.h"

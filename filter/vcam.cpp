@@ -11,7 +11,8 @@ namespace {
 const wchar_t kPinName[] = L"ZarnCam Pro";
 
 bool isForwardedToPin(REFIID riid) {
-  return riid == IID_ICheckZarnCam || riid == IID_ICheckZarnCamUsingVideoEnhancements ||
+  return riid == IID_IAMStreamConfig || riid == IID_IKsPropertySet || riid == IID_ICheckZarnCam ||
+         riid == IID_ICheckZarnCamUsingVideoEnhancements ||
          riid == IID_IZarnCamFrameRateControler || riid == IID_ISetOutputWidthHeight ||
          riid == IID_IZarnVCameraEx;
 }

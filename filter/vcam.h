@@ -18,7 +18,8 @@ class CVCam : public CSource {
   CVCam(IUnknown* outer, HRESULT* result);
   ~CVCam() override;
 
-  // Hands the pin's private interfaces out on the filter, with the pin's reference counting.
+  // Hands the pin's configuration and private interfaces out on the filter, with the pin's
+  // reference counting.
   STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override;
 
   STDMETHODIMP Run(REFERENCE_TIME start) override;

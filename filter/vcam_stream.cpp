@@ -57,7 +57,11 @@ void CVCamStream::closeSpareHandles() {
 STDMETHODIMP CVCamStream::QueryInterface(REFIID riid, void** ppv) {
   if (!ppv) return E_POINTER;
   IUnknown* part = nullptr;
-  if (riid == IID_IShareSampleInterface) {
+  if (riid == IID_IAMStreamConfig) {
+    part = static_cast<IAMStreamConfig*>(this);
+  } else if (riid == IID_IKsPropertySet) {
+    part = static_cast<IKsPropertySet*>(this);
+  } else if (riid == IID_IShareSampleInterface) {
     part = static_cast<IShareSampleInterface*>(this);
   } else if (riid == IID_ICheckZarnCam) {
     part = static_cast<ICheckZarnCam*>(this);

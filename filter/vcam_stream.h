@@ -2,6 +2,7 @@
 // The camera's one output pin: the holder of the format state, the private interfaces,
 // and every link to the mixer. Frame delivery runs on its worker thread.
 #include <windows.h>
+#include <dshow.h>
 
 #include <cstdint>
 #include <memory>
@@ -19,6 +20,8 @@ class VCamParamChannel;
 class CaptureShareMemoryMgr;
 
 class CVCamStream : public CSourceStream,
+                    public IAMStreamConfig,
+                    public IKsPropertySet,
                     public IShareSampleInterface,
                     public ICheckZarnCam,
                     public ICheckZarnCamUsingVideoEnhancements,
@@ -43,6 +46,22 @@ class CVCamStream : public CSourceStream,
   HRESULT CheckMediaType(const CMediaType* type) override;
   // Position 0 is the current type; the others are catalogue rows.
   HRESULT GetMediaType(int position, CMediaType* type) override;
+  // Takes the connection's type, past the occupancy gate, and publishes it to the mixer.
+  HRESULT SetMediaType(const CMediaType* type) override;
+
+  // Replaces the current type; a connected pin is reconnected and publishes the new request.
+  STDMETHODIMP SetFormat(AM_MEDIA_TYPE* type) override;
+  STDMETHODIMP GetFormat(AM_MEDIA_TYPE** type) override;
+  STDMETHODIMP GetNumberOfCapabilities(int* count, int* size) override;
+  // Catalogue row `index` exactly, as a type and one fixed-size capability record.
+  STDMETHODIMP GetStreamCaps(int index, AM_MEDIA_TYPE** type, BYTE* caps) override;
+
+  // Only the pin category is known, and only for reading.
+  STDMETHODIMP Set(REFGUID set, DWORD id, void* instance, DWORD instanceSize, void* data,
+                   DWORD dataSize) override;
+  STDMETHODIMP Get(REFGUID set, DWORD id, void* instance, DWORD instanceSize, void* data,
+                   DWORD dataSize, DWORD* returned) override;
+  STDMETHODIMP QuerySupported(REFGUID set, DWORD id, DWORD* support) override;
 
   STDMETHODIMP ShareSample() override;
   STDMETHODIMP CheckZarnCam(unsigned char* answer) override;
@@ -118,4 +137,9 @@ class CVCamStream : public CSourceStream,
 
  private:
   void closeSpareHandles();
+  // Refuses a format call while the mixer bars connections or another live process holds the
+  // camera; the second case also tells the user. Each caller names itself in its log lines.
+  HRESULT passOccupancyGate(const char* disabledLine, const char* heldLine);
+  // Size, bit count and periods of a new type become the request published to the mixer.
+  void takeRequestedFormat(const VIDEOINFOHEADER& format);
 };

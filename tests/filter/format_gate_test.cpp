@@ -1,0 +1,266 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <dshow.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "delivery/format_tags.h"
+#include "diag/log_line_queue.h"
+#include "filter/media_subtypes.h"
+#include "filter/vcam.h"
+#include "filter/vcam_stream.h"
+#include "host/platform.h"
+#include "link/vcam_param_channel.h"
+#include "media/media_type.h"
+#include "tests/support/child_process.h"
+#include "tests/support/install_layout.h"
+
+using zarn::test::ChildProcess;
+using zarn::test::InstallLayout;
+using zarn::test::Layout;
+
+namespace {
+
+const wchar_t kLogVariable[] = L"ZARNCAM_RECORDER_LOG";
+// Exit codes of the format_call role.
+const int kGranted = 0;
+const int kDenied = 5;
+
+CMediaType videoType(const GUID& subtype, LONG width, LONG height, WORD bitCount, DWORD compression,
+                     REFERENCE_TIME period) {
+  CMediaType type(&MEDIATYPE_Video);
+  type.SetSubtype(&subtype);
+  type.SetFormatType(&FORMAT_VideoInfo);
+  auto* format =
+      reinterpret_cast<VIDEOINFOHEADER*>(type.AllocFormatBuffer(sizeof(VIDEOINFOHEADER)));
+  ZeroMemory(format, sizeof(VIDEOINFOHEADER));
+  format->AvgTimePerFrame = period;
+  format->bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
+  format->bmiHeader.biWidth = width;
+  format->bmiHeader.biHeight = height;
+  format->bmiHeader.biPlanes = 1;
+  format->bmiHeader.biBitCount = bitCount;
+  format->bmiHeader.biCompression = compression;
+  return type;
+}
+
+CMediaType rgb24Type() { return videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, BI_RGB, 333333); }
+
+struct HeldFilter {
+  HeldFilter() {
+    LogLineQueue::create();
+    HRESULT hr = S_OK;
+    filter = static_cast<CVCam*>(CVCam::CreateInstance(nullptr, &hr));
+    filter->AddRef();
+  }
+  ~HeldFilter() { filter->Release(); }
+  CVCamStream* pin() const { return filter->stream(); }
+  CVCam* filter;
+};
+
+// Appends each launch to the layout's log, so that the notice is seen and nothing starts.
+class RecordingPlatform : public Platform {
+ public:
+  void showNotice(const wchar_t*, const wchar_t*) override {}
+  bool launchProgram(const wchar_t*, const wchar_t* parameters) override {
+    wchar_t log[MAX_PATH] = {};
+    GetEnvironmentVariableW(kLogVariable, log, MAX_PATH);
+    FILE* out = _wfopen(log, L"ab");
+    if (!out) return false;
+    std::fprintf(out, "%ls\n", parameters ? parameters : L"(null)");
+    std::fclose(out);
+    return true;
+  }
+  uint32_t milliseconds() override { return 0; }
+};
+
+class FormatGate : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    LogLineQueue::create();
+    mixer.openOrCreate(1280, 720, 25, 0);
+    mixer.setEnableVCamConnect(true);
+    mixer.setOpeningProcessId(0);
+  }
+  void TearDown() override {
+    mixer.setEnableVCamConnect(true);
+    mixer.setOpeningProcessId(0);
+  }
+
+  struct Published {
+    int32_t width = 0, height = 0, fps = 0;
+    uint32_t fourcc = 0;
+  };
+  Published published() {
+    Published p;
+    mixer.readVideoOutParam(p.width, p.height, p.fps, p.fourcc);
+    return p;
+  }
+
+  VCamParamChannel mixer;
+};
+
+}  // namespace
+
+// args: setformat|setmediatype. Makes one format call as a host would, with launches recorded.
+ZARN_CHILD_ROLE(format_call) {
+  RecordingPlatform recording;
+  setPlatform(&recording);
+  HRESULT result = E_FAIL;
+  {
+    HeldFilter held;
+    CMediaType type = rgb24Type();
+    result =
+        args.at(0) == "setformat" ? held.pin()->SetFormat(&type) : held.pin()->SetMediaType(&type);
+  }
+  setPlatform(nullptr);
+  return result == S_OK ? kGranted : result == E_ACCESSDENIED ? kDenied : 1;
+}
+
+ZARN_CHILD_ROLE(idle) {
+  Sleep(20000);
+  return 0;
+}
+
+TEST_F(FormatGate, SetFormatRefusesBadTypesWithTheBareValueAndKeepsTheCurrentType) {
+  HeldFilter held;
+  CMediaType before;
+  held.pin()->GetMediaType(0, &before);
+
+  CMediaType audio = rgb24Type();
+  audio.SetType(&MEDIATYPE_Audio);
+  CMediaType noSubtype = rgb24Type();
+  noSubtype.SetSubtype(&GUID_NULL);
+  CMediaType yuy2 = rgb24Type();
+  yuy2.SetSubtype(&MEDIASUBTYPE_YUY2);
+  CMediaType noFormat = rgb24Type();
+  CoTaskMemFree(noFormat.pbFormat);
+  noFormat.pbFormat = nullptr;
+  noFormat.cbFormat = 0;
+  CMediaType rgb16 = videoType(MEDIASUBTYPE_RGB24, 640, 480, 16, BI_RGB, 333333);
+  CMediaType i420At24 = videoType(MEDIASUBTYPE_I420, 640, 480, 24, kTagI420, 333333);
+  CMediaType otherCompression =
+      videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, makeFormatTag("YUY2"), 333333);
+  struct Case {
+    const char* name;
+    AM_MEDIA_TYPE* type;
+  };
+  const Case cases[] = {
+      {"null", nullptr},
+      {"audio", &audio},
+      {"empty subtype", &noSubtype},
+      {"yuy2", &yuy2},
+      {"no format", &noFormat},
+      {"rgb at 16 bits", &rgb16},
+      {"i420 at 24 bits", &i420At24},
+      {"unknown compression", &otherCompression},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(held.pin()->SetFormat(c.type), HRESULT(-1));
+    CMediaType current;
+    held.pin()->GetMediaType(0, &current);
+    EXPECT_TRUE(current == before);
+  }
+}
+
+TEST_F(FormatGate, SetFormatOnAnUnconnectedPinReplacesTheCurrentTypeAndPublishesNothing) {
+  HeldFilter held;
+  // No catalogue row is NV12, yet the type is taken.
+  CMediaType nv12 = videoType(MEDIASUBTYPE_NV12, 640, 480, 12, kTagNV12, 333333);
+  ASSERT_EQ(held.pin()->SetFormat(&nv12), S_OK);
+  CMediaType current;
+  held.pin()->GetMediaType(0, &current);
+  EXPECT_TRUE(current == nv12);
+  EXPECT_EQ(held.pin()->CheckMediaType(&nv12), S_OK);
+  EXPECT_EQ(mixer.getOpeningProcessId(), 0u);
+  EXPECT_EQ(published().width, 1280);
+}
+
+TEST_F(FormatGate, SetMediaTypePublishesTheRequestAndClaimsTheCamera) {
+  struct Case {
+    const char* name;
+    CMediaType type;
+    int32_t fps;
+    uint32_t fourcc;
+  };
+  const Case cases[] = {
+      {"rgb24", videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, BI_RGB, 333333), 30, kTagRGB3},
+      {"rgb32", videoType(MEDIASUBTYPE_RGB32, 1920, 1080, 32, BI_RGB, 400000), 25, kTagRGB4},
+      {"i420", videoType(MEDIASUBTYPE_I420, 324, 360, 12, kTagI420, 166666), 60, kTagI420},
+      {"nv12", videoType(MEDIASUBTYPE_NV12, 800, 600, 12, kTagNV12, 666666), 15, kTagNV12},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    mixer.setOpeningProcessId(0);
+    HeldFilter held;
+    ASSERT_EQ(held.pin()->SetMediaType(&c.type), S_OK);
+    const auto& header = reinterpret_cast<const VIDEOINFOHEADER*>(c.type.Format())->bmiHeader;
+    Published p = published();
+    EXPECT_EQ(p.width, header.biWidth);
+    EXPECT_EQ(p.height, header.biHeight);
+    EXPECT_EQ(p.fps, c.fps);
+    EXPECT_EQ(p.fourcc, c.fourcc);
+    EXPECT_EQ(mixer.getOpeningProcessId(), GetCurrentProcessId());
+  }
+}
+
+TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANotice) {
+  InstallLayout install(Layout::ApplicationOneUp);
+  ASSERT_TRUE(install.copied);
+  ChildProcess gone = ChildProcess::startRole("idle");
+  gone.kill();
+  ASSERT_TRUE(gone.wait(10000));
+
+  enum class Holder { None, Live, Gone };
+  struct Case {
+    const char* call;
+    bool enabled;
+    Holder holder;
+    int exitCode;
+    bool notice;
+  };
+  const Case cases[] = {
+      {"setformat", false, Holder::None, kDenied, false},
+      {"setmediatype", false, Holder::None, kDenied, false},
+      // A switched-off mixer is answered before a dead holder is cleared.
+      {"setformat", false, Holder::Gone, kDenied, false},
+      {"setformat", true, Holder::Live, kDenied, true},
+      {"setmediatype", true, Holder::Live, kDenied, true},
+      {"setformat", true, Holder::Gone, kGranted, false},
+      {"setmediatype", true, Holder::Gone, kGranted, false},
+  };
+  // This test process is the live holder; the installed copy is the host that asks.
+  const uint32_t pids[] = {0, GetCurrentProcessId(), gone.pid()};
+  for (const Case& c : cases) {
+    const uint32_t holder = pids[int(c.holder)];
+    SCOPED_TRACE(std::string(c.call) + (c.enabled ? " enabled" : " disabled") + " holder " +
+                 std::to_string(holder));
+    DeleteFileW(install.log().c_str());
+    mixer.setEnableVCamConnect(c.enabled);
+    mixer.setOpeningProcessId(holder);
+
+    ChildProcess host =
+        install.start(L"--child format_call " + std::wstring(c.call, c.call + strlen(c.call)));
+    auto code = host.wait(20000);
+    ASSERT_TRUE(code);
+    EXPECT_EQ(*code, DWORD(c.exitCode));
+
+    std::string log = install.waitForLog(c.notice ? 1 : 0);
+    if (c.notice) {
+      EXPECT_NE(log.find("\"zarncampro://VirtualCamBeUsed/name="), std::string::npos) << log;
+      EXPECT_NE(log.find("&pid=" + std::to_string(holder) + "\""), std::string::npos) << log;
+    } else {
+      EXPECT_EQ(log, "");
+    }
+
+    uint32_t expected = holder;
+    if (c.enabled && c.holder == Holder::Gone) {
+      // Cleared; only SetMediaType goes on to publish and claim for the asking host.
+      expected = std::string(c.call) == "setmediatype" ? host.pid() : 0;
+    }
+    EXPECT_EQ(mixer.getOpeningProcessId(), expected);
+  }
+}

@@ -1,0 +1,183 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <dshow.h>
+
+#include "diag/log_line_queue.h"
+#include "filter/capture_format_catalogue.h"
+#include "filter/media_subtypes.h"
+#include "filter/vcam.h"
+#include "filter/vcam_stream.h"
+#include "link/vcam_param_channel.h"
+#include "media/media_type.h"
+
+namespace {
+
+const BITMAPINFOHEADER& headerOf(const AM_MEDIA_TYPE& type) {
+  return reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat)->bmiHeader;
+}
+
+class StreamConfig : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    LogLineQueue::create();
+    mixer.openOrCreate(1280, 720, 25, 0);
+    mixer.setEnableVCamConnect(true);
+    mixer.setOpeningProcessId(0);
+    HRESULT hr = S_OK;
+    filter = static_cast<CVCam*>(CVCam::CreateInstance(nullptr, &hr));
+    filter->AddRef();
+    pin = filter->stream();
+  }
+  void TearDown() override { EXPECT_EQ(filter->Release(), 0u); }
+
+  VCamParamChannel mixer;
+  CVCam* filter = nullptr;
+  CVCamStream* pin = nullptr;
+};
+
+}  // namespace
+
+TEST_F(StreamConfig, ConfigurationInterfacesOnTheFilterAreThePins) {
+  for (const GUID& iid : {IID_IAMStreamConfig, IID_IKsPropertySet}) {
+    IUnknown* part = nullptr;
+    ASSERT_EQ(filter->QueryInterface(iid, reinterpret_cast<void**>(&part)), S_OK);
+    IPin* asPin = nullptr;
+    ASSERT_EQ(part->QueryInterface(IID_IPin, reinterpret_cast<void**>(&asPin)), S_OK);
+    EXPECT_EQ(asPin, static_cast<IPin*>(pin));
+    asPin->Release();
+    part->Release();
+  }
+}
+
+TEST_F(StreamConfig, EachCapabilityIsOneExactCatalogueRow) {
+  int count = 0, size = 0;
+  EXPECT_EQ(pin->GetNumberOfCapabilities(&count, &size), S_OK);
+  EXPECT_EQ(count, 264);
+  EXPECT_EQ(size, 128);
+
+  struct Case {
+    int row;
+    LONG width, height;
+    REFERENCE_TIME period;
+    WORD bitCount;
+    GUID subtype;
+    DWORD imageSize;
+  };
+  const Case cases[] = {
+      {0, 1080, 1920, 400000, 24, MEDIASUBTYPE_RGB24, 6220800},
+      {88, 1080, 1920, 400000, 32, MEDIASUBTYPE_RGB32, 8294400},
+      {263, 324, 360, 166666, 12, MEDIASUBTYPE_I420, 174960},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.row);
+    AM_MEDIA_TYPE* type = nullptr;
+    VIDEO_STREAM_CONFIG_CAPS caps = {};
+    ASSERT_EQ(pin->GetStreamCaps(c.row, &type, reinterpret_cast<BYTE*>(&caps)), S_OK);
+    const BITMAPINFOHEADER& header = headerOf(*type);
+    EXPECT_EQ(type->subtype, c.subtype);
+    EXPECT_EQ(type->formattype, FORMAT_VideoInfo);
+    EXPECT_EQ(type->cbFormat, sizeof(VIDEOINFOHEADER));
+    EXPECT_FALSE(type->bFixedSizeSamples);
+    EXPECT_EQ(type->lSampleSize, c.imageSize);
+    EXPECT_EQ(header.biWidth, c.width);
+    EXPECT_EQ(header.biHeight, c.height);
+    EXPECT_EQ(header.biBitCount, c.bitCount);
+    EXPECT_EQ(header.biSizeImage, c.imageSize);
+    EXPECT_EQ(reinterpret_cast<VIDEOINFOHEADER*>(type->pbFormat)->AvgTimePerFrame, c.period);
+
+    EXPECT_EQ(caps.guid, FORMAT_VideoInfo);
+    EXPECT_EQ(caps.MinOutputSize.cx, c.width);
+    EXPECT_EQ(caps.MaxOutputSize.cy, c.height);
+    EXPECT_EQ(caps.InputSize.cx, c.width);
+    EXPECT_EQ(caps.MinFrameInterval, c.period);
+    EXPECT_EQ(caps.MaxFrameInterval, c.period);
+    EXPECT_EQ(caps.CropAlignX, 1);
+    EXPECT_EQ(caps.OutputGranularityX, 0);
+    EXPECT_EQ(caps.MinBitsPerSecond, 30720);
+    EXPECT_EQ(caps.MaxBitsPerSecond, 491520000);
+    DeleteMediaType(type);
+  }
+}
+
+TEST_F(StreamConfig, CapabilityIndexOutsideTheCatalogueLeavesTheOutArgumentsAlone) {
+  AM_MEDIA_TYPE* type = nullptr;
+  BYTE caps[128] = {0x5A};
+  EXPECT_EQ(pin->GetStreamCaps(-1, &type, caps), E_INVALIDARG);
+  EXPECT_EQ(pin->GetStreamCaps(264, &type, caps), VFW_S_NO_MORE_ITEMS);
+  EXPECT_EQ(type, nullptr);
+  EXPECT_EQ(caps[0], 0x5A);
+}
+
+TEST_F(StreamConfig, RowOfAnUnknownPixelFormatIsRefusedWithTheBareValue) {
+  s_videoCaptureInfo.push_back({640, 480, 333333, 16, 0});
+  AM_MEDIA_TYPE* type = nullptr;
+  BYTE caps[128] = {0x5A};
+  HRESULT result = pin->GetStreamCaps(264, &type, caps);
+  s_videoCaptureInfo.pop_back();
+  EXPECT_EQ(result, HRESULT(-1));
+  ASSERT_NE(type, nullptr);
+  EXPECT_EQ(caps[0], 0x5A);
+  DeleteMediaType(type);
+}
+
+TEST_F(StreamConfig, CapabilityHandedToSetFormatBecomesTheTypeTheConnectionAccepts) {
+  AM_MEDIA_TYPE* chosen = nullptr;
+  VIDEO_STREAM_CONFIG_CAPS caps;
+  ASSERT_EQ(pin->GetStreamCaps(176, &chosen, reinterpret_cast<BYTE*>(&caps)), S_OK);
+  ASSERT_EQ(pin->SetFormat(chosen), S_OK);
+
+  AM_MEDIA_TYPE* current = nullptr;
+  EXPECT_EQ(pin->GetFormat(&current), S_OK);
+  CMediaType offered;
+  ASSERT_EQ(pin->GetMediaType(0, &offered), S_OK);
+  EXPECT_TRUE(offered == CMediaType(*chosen));
+  EXPECT_TRUE(CMediaType(*current) == CMediaType(*chosen));
+  EXPECT_EQ(pin->CheckMediaType(&offered), S_OK);
+  DeleteMediaType(current);
+  DeleteMediaType(chosen);
+}
+
+TEST_F(StreamConfig, PinCategoryIsCaptureAndTheOnlyPropertyKnown) {
+  const GUID otherSet = PIN_CATEGORY_CAPTURE;
+  struct Case {
+    const char* name;
+    GUID set;
+    DWORD id;
+    bool withData;
+    DWORD dataSize;
+    bool withReturned;
+    HRESULT result;
+    DWORD returned;
+  };
+  const Case cases[] = {
+      {"other set", otherSet, AMPROPERTY_PIN_CATEGORY, true, 16, true, E_PROP_SET_UNSUPPORTED, 0},
+      {"other id", AMPROPSETID_Pin, 1, true, 16, true, E_PROP_ID_UNSUPPORTED, 0},
+      {"nowhere to answer", AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, false, 16, false, E_POINTER,
+       0},
+      {"size only", AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, false, 0, true, S_OK, 16},
+      {"small buffer", AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, true, 15, true, E_UNEXPECTED, 16},
+      {"category", AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, true, 16, true, S_OK, 16},
+      {"category, no size", AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, true, 16, false, S_OK, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    GUID category = GUID_NULL;
+    DWORD returned = 0;
+    EXPECT_EQ(pin->Get(c.set, c.id, nullptr, 0, c.withData ? &category : nullptr, c.dataSize,
+                       c.withReturned ? &returned : nullptr),
+              c.result);
+    EXPECT_EQ(returned, c.returned);
+    EXPECT_EQ(category, c.withData && c.result == S_OK ? PIN_CATEGORY_CAPTURE : GUID_NULL);
+  }
+
+  DWORD support = 0;
+  EXPECT_EQ(pin->QuerySupported(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, &support), S_OK);
+  EXPECT_EQ(support, DWORD(KSPROPERTY_SUPPORT_GET));
+  EXPECT_EQ(pin->QuerySupported(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr), S_OK);
+  EXPECT_EQ(pin->QuerySupported(otherSet, AMPROPERTY_PIN_CATEGORY, &support),
+            E_PROP_SET_UNSUPPORTED);
+  EXPECT_EQ(pin->QuerySupported(AMPROPSETID_Pin, 1, &support), E_PROP_ID_UNSUPPORTED);
+  GUID category = GUID_NULL;
+  EXPECT_EQ(pin->Set(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &category, 16),
+            E_NOTIMPL);
+}
