@@ -32,3 +32,9 @@ fi
 if [ ${#missing[@]} -gt 0 ]; then
   DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
 fi
+
+# The Windows ffmpeg is our stand-in for the hosts users run.
+repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+if [ ! -f "$repo/node_modules/@ffmpeg-installer/win32-x64/ffmpeg.exe" ]; then
+  (cd "$repo" && npm install --force --os=win32 --cpu=x64 --no-package-lock --no-audit --no-fund --loglevel=error)
+fi

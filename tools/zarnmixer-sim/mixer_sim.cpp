@@ -6,6 +6,7 @@
 
 #include "link/frame_region_layout.h"
 #include "link/test_pattern.h"
+#include "tools/zarnmixer-sim/frame_layout.h"
 
 namespace {
 
@@ -82,7 +83,8 @@ void MixerSim::followRequest() {
                   height, fps, fourccText(fourcc).c_str(),
                   holderName.empty() ? "a process that has ended" : holderName.c_str(), holder);
   }
-  if (int64_t(width) * height * 4 <= m_bufferBytes) {
+  m_fourcc = fourcc;
+  if (frameLayoutBytes(fourcc, width, height) <= m_bufferBytes) {
     m_width = width;
     m_height = height;
   } else if (m_width == 0) {
@@ -102,9 +104,11 @@ void MixerSim::followRequest() {
 void MixerSim::publishFrame() {
   uint32_t offset = 0;
   HANDLE mapping = nullptr;
-  uint8_t* pixels = m_frames.lockWriteBuffer(offset, mapping);
   const uint32_t now = timeGetTime();
-  renderTestPattern(pixels, m_width, m_height, {m_published, now});
+  m_picture.resize(size_t(m_width) * m_height * 4);
+  renderTestPattern(m_picture.data(), m_width, m_height, {m_published, now});
+  uint8_t* pixels = m_frames.lockWriteBuffer(offset, mapping);
+  writeFrameLayout(m_picture.data(), m_width, m_height, m_fourcc, pixels);
 
   CaptureFrameRecord record;
   record.width = uint32_t(m_width);
