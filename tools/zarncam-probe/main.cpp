@@ -1,0 +1,74 @@
+// zarncam-probe: what a host sees of the camera, and how its frames arrive.
+#include <windows.h>
+#include <dshow.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+
+#include "camera_devices.h"
+#include "frame_probe.h"
+#include "probe_options.h"
+
+namespace {
+
+const wchar_t kCameraName[] = L"ZarnCam Pro";
+
+enum ExitCode { kOk = 0, kBadArguments = 2, kNoCamera = 3, kRefused = 4, kFailed = 5 };
+
+int percentile(std::vector<int> values, int percent) {
+  std::sort(values.begin(), values.end());
+  size_t at = (values.size() - 1) * size_t(percent) / 100;
+  return values[at];
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  ProbeOptions options;
+  std::string error;
+  if (!parseProbeOptions(argc, argv, options, error)) {
+    std::fprintf(stderr, "zarncam-probe: %s\n%s", error.c_str(), kProbeUsage);
+    return kBadArguments;
+  }
+  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+
+  if (options.listDevices) {
+    for (const std::wstring& name : videoInputDeviceNames()) std::printf("%ls\n", name.c_str());
+    CoUninitialize();
+    return kOk;
+  }
+
+  IBaseFilter* camera = openVideoInputDevice(kCameraName);
+  if (!camera) {
+    std::fprintf(stderr,
+                 "zarncam-probe: \"ZarnCam Pro\" is not among the video input devices; register it "
+                 "with: regsvr32 ZarnVirtualCam.ax\n");
+    CoUninitialize();
+    return kNoCamera;
+  }
+
+  int code = kOk;
+  if (options.listCaps) {
+    if (!printCapabilities(camera)) code = kFailed;
+  } else {
+    ProbeResult result = probeFrames(camera, options);
+    if (FAILED(result.status)) {
+      std::fprintf(stderr, "zarncam-probe: %s (0x%08lX)\n", result.failure.c_str(),
+                   static_cast<unsigned long>(result.status));
+      code = result.status == E_ACCESSDENIED ? kRefused : kFailed;
+    } else {
+      std::printf("frames received: %d in %.2f s, %.2f frames a second\n", result.framesReceived,
+                  result.seconds, result.seconds > 0 ? result.framesReceived / result.seconds : 0.0);
+      if (result.agesMs.empty()) {
+        std::printf("frame age: no stamps read\n");
+      } else {
+        std::printf("frame age: p50 %d ms, p99 %d ms over %zu frames\n",
+                    percentile(result.agesMs, 50), percentile(result.agesMs, 99), result.agesMs.size());
+      }
+    }
+  }
+  camera->Release();
+  CoUninitialize();
+  return code;
+}

@@ -1,0 +1,73 @@
+#include "probe_options.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+const char kProbeUsage[] =
+    "usage: zarncam-probe [--list] [--caps] [--size WxH] [--fps N] [--format rgb24|rgb32|i420]\n"
+    "                     [--frames N | --seconds S] [--bmp N] [--bmp-folder DIR]\n"
+    "  --list        the video input devices, as a host sees them\n"
+    "  --caps        the capabilities of \"ZarnCam Pro\"\n"
+    "  otherwise     opens \"ZarnCam Pro\" at the size, rate and format given (default 1280x720,\n"
+    "                30 fps, rgb32), receives frames and prints their rate and age\n"
+    "  --bmp N       writes the first N frames as BMP files (rgb24 and rgb32 only)\n";
+
+namespace {
+
+bool wholeNumber(const char* text, int low, int high, int& value) {
+  char* end = nullptr;
+  long parsed = std::strtol(text, &end, 10);
+  if (end == text || *end != '\0' || parsed < low || parsed > high) return false;
+  value = static_cast<int>(parsed);
+  return true;
+}
+
+}  // namespace
+
+bool parseProbeOptions(int argc, char** argv, ProbeOptions& options, std::string& error) {
+  for (int i = 1; i < argc; ++i) {
+    std::string arg = argv[i];
+    bool takesValue = arg == "--size" || arg == "--fps" || arg == "--format" || arg == "--frames" ||
+                      arg == "--seconds" || arg == "--bmp" || arg == "--bmp-folder";
+    if (takesValue && i + 1 >= argc) {
+      error = arg + " wants a value";
+      return false;
+    }
+    const char* value = takesValue ? argv[++i] : "";
+    if (arg == "--list") {
+      options.listDevices = true;
+    } else if (arg == "--caps") {
+      options.listCaps = true;
+    } else if (arg == "--size") {
+      if (std::sscanf(value, "%dx%d", &options.width, &options.height) != 2 || options.width < 1 ||
+          options.height < 1) {
+        error = std::string("--size wants WxH, not ") + value;
+        return false;
+      }
+    } else if (arg == "--fps") {
+      if (!wholeNumber(value, 1, 240, options.fps)) {
+        error = std::string("--fps wants 1 to 240, not ") + value;
+        return false;
+      }
+    } else if (arg == "--format") {
+      options.format = value;
+      if (options.format != "rgb24" && options.format != "rgb32" && options.format != "i420") {
+        error = std::string("--format wants rgb24, rgb32 or i420, not ") + value;
+        return false;
+      }
+    } else if (arg == "--frames" || arg == "--seconds" || arg == "--bmp") {
+      int& target = arg == "--frames" ? options.frames : arg == "--seconds" ? options.seconds : options.bmpFrames;
+      if (!wholeNumber(value, 0, 1000000, target)) {
+        error = arg + " wants a whole number, not " + value;
+        return false;
+      }
+    } else if (arg == "--bmp-folder") {
+      options.bmpFolder = value;
+    } else {
+      error = "unknown argument " + arg;
+      return false;
+    }
+  }
+  return true;
+}

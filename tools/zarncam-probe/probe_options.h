@@ -1,0 +1,21 @@
+#pragma once
+// Command line of zarncam-probe.
+#include <string>
+
+struct ProbeOptions {
+  bool listDevices = false;
+  bool listCaps = false;
+  int width = 1280;
+  int height = 720;
+  int fps = 30;
+  std::string format = "rgb32";  // rgb24, rgb32 or i420
+  int frames = 0;                // frames to capture; 0 with seconds 0 means 100
+  int seconds = 0;
+  int bmpFrames = 0;             // how many of the first frames go to BMP files
+  std::string bmpFolder = ".";
+};
+
+extern const char kProbeUsage[];
+
+// False with `error` set when the command line is wrong.
+bool parseProbeOptions(int argc, char** argv, ProbeOptions& options, std::string& error);
