@@ -1,0 +1,226 @@
+// ffmpeg as a real host: it finds the registered camera, lists its formats, and captures the
+// reference mixer's pattern right way up with advancing frame counters.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "link/capture_share_memory_mgr.h"
+#include "link/test_pattern.h"
+#include "link/vcam_param_channel.h"
+#include "tests/e2e/bmp_image.h"
+#include "tests/e2e/output_file.h"
+#include "tests/e2e/pattern_check.h"
+#include "tests/e2e/registered_module.h"
+#include "tests/support/child_process.h"
+#include "tests/support/install_layout.h"
+
+namespace zarn::test {
+namespace {
+
+const wchar_t kFfmpeg[] =
+    L"" ZARN_REPO_ROOT "\\node_modules\\@ffmpeg-installer\\win32-x64\\ffmpeg.exe";
+const wchar_t kCameraInput[] = L" -f dshow -i \"video=ZarnCam Pro\"";
+const wchar_t kFrameMapping[] =
+    L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY_SharedMemory_ZarnMixer";
+const DWORD kHostTimeoutMs = 60000;
+const uint32_t kFourccRGB3 = 0x33424752;
+const uint32_t kFourccI420 = 0x30323449;
+
+// A fresh folder under the temporary folder, removed with everything in it.
+class TempFolder {
+ public:
+  TempFolder() {
+    wchar_t temp[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, temp);
+    static int serial = 0;
+    m_path = std::wstring(temp) + L"zarn-e2e-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+             std::to_wstring(++serial);
+    CreateDirectoryW(m_path.c_str(), nullptr);
+  }
+  ~TempFolder() {
+    WIN32_FIND_DATAW found;
+    HANDLE search = FindFirstFileW((m_path + L"\\*").c_str(), &found);
+    if (search != INVALID_HANDLE_VALUE) {
+      do {
+        DeleteFileW((m_path + L"\\" + found.cFileName).c_str());
+      } while (FindNextFileW(search, &found));
+      FindClose(search);
+    }
+    RemoveDirectoryW(m_path.c_str());
+  }
+  std::wstring file(const std::wstring& name) const { return m_path + L"\\" + name; }
+
+ private:
+  std::wstring m_path;
+};
+
+std::wstring frameFile(const std::wstring& prefix, int index) {
+  wchar_t number[16];
+  swprintf(number, 16, L"%03d", index);
+  return prefix + number + L".bmp";
+}
+
+bool waitForFile(const std::wstring& path, DWORD timeoutMs) {
+  for (DWORD waited = 0; waited < timeoutMs; waited += 100) {
+    if (GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) return true;
+    Sleep(100);
+  }
+  return false;
+}
+
+class FfmpegHostTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_NE(GetFileAttributesW(kFfmpeg), INVALID_FILE_ATTRIBUTES)
+        << "ffmpeg.exe is missing; scripts/setup.sh installs it into node_modules";
+    ASSERT_EQ(m_module.result(), S_OK);
+  }
+
+  ChildProcess startFfmpeg(const std::wstring& arguments, const std::wstring& logName) {
+    return startWithOutputFile(kFfmpeg, L"-hide_banner -nostdin -y " + arguments,
+                               m_folder.file(logName));
+  }
+
+  // Runs ffmpeg to its end and gives its exit code, or -1 if it had to be stopped.
+  int runFfmpeg(const std::wstring& arguments, const std::wstring& logName, std::string& output) {
+    ChildProcess ffmpeg = startFfmpeg(arguments, logName);
+    if (!ffmpeg.valid()) return -1;
+    const std::optional<DWORD> code = ffmpeg.wait(kHostTimeoutMs);
+    if (!code) ffmpeg.kill();
+    output = readFileBytes(m_folder.file(logName));
+    return code ? int(*code) : -1;
+  }
+
+  // Starts the reference mixer and waits until its frame region exists, so that a host
+  // attaches at its first try.
+  void startMixer() {
+    m_mixer = ChildProcess::startSibling(L"zarnmixer-sim.exe", L"--fps 30 --seconds 120");
+    ASSERT_TRUE(m_mixer.valid());
+    for (int tries = 0; tries < 100; ++tries) {
+      HANDLE mapping = OpenFileMappingW(FILE_MAP_READ, FALSE, kFrameMapping);
+      if (mapping) {
+        CloseHandle(mapping);
+        return;
+      }
+      Sleep(100);
+    }
+    FAIL() << "the mixer made no frame region";
+  }
+
+  // Tells the mixer the host's request before the host opens, and waits until its newest frame
+  // has that size. The frames published before it read a request are of the previous one, which
+  // the host would get scaled or in the wrong layout; they are not what is checked here.
+  void prepareMixerFor(int32_t width, int32_t height, uint32_t fourcc) {
+    VCamParamChannel params;
+    params.openOrCreate(1280, 720, 25, 0);
+    params.writeVideoOutParam(uint32_t(width), uint32_t(height), 333333, fourcc);
+    params.setOpeningProcessId(0);
+    params.signalParamChange();
+    CaptureShareMemoryMgr frames(L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY");
+    frames.setEncrypted(true);
+    ASSERT_TRUE(frames.attach(false));
+    for (int tries = 0; tries < 100; ++tries) {
+      CaptureFrameRecord record;
+      const bool published = frames.lockReadBuffer(record) != nullptr;
+      if (published) frames.unLockReadBuffer();
+      if (published && int32_t(record.width) == width && int32_t(record.height) == height) return;
+      Sleep(50);
+    }
+    FAIL() << "the mixer did not follow the request for " << width << "x" << height;
+  }
+
+  std::wstring captureArguments(const std::wstring& size, const std::wstring& pixelFormat,
+                                int frames, const std::wstring& prefix) const {
+    // Passthrough: each sample becomes one file, nothing duplicated or dropped for a steady rate.
+    return L"-video_size " + size + L" -pixel_format " + pixelFormat + L" -framerate 30" +
+           kCameraInput + L" -vsync passthrough -frames:v " + std::to_wstring(frames) + L" \"" +
+           m_folder.file(prefix) + L"%03d.bmp\"";
+  }
+
+  RegisteredModule m_module{executableFolder() + L"ZarnVirtualCam.ax"};
+  TempFolder m_folder;
+  ChildProcess m_mixer;
+};
+
+TEST_F(FfmpegHostTest, ListDevicesNamesTheCamera) {
+  std::string output;
+  runFfmpeg(L"-list_devices true -f dshow -i dummy", L"devices.log", output);
+  EXPECT_NE(output.find("\"ZarnCam Pro\""), std::string::npos) << output;
+}
+
+TEST_F(FfmpegHostTest, ListOptionsShowsRgbAndPlanarRows) {
+  std::string output;
+  runFfmpeg(std::wstring(L"-list_options true") + kCameraInput, L"options.log", output);
+  for (const char* row : {"pixel_format=bgr24  min s=640x480 fps=30 max s=640x480 fps=30",
+                          "pixel_format=yuv420p  min s=1280x720 fps=30 max s=1280x720 fps=30"}) {
+    EXPECT_NE(output.find(row), std::string::npos) << row << "\n" << output;
+  }
+}
+
+TEST_F(FfmpegHostTest, CapturesPatternUprightWithAdvancingCounters) {
+  struct Case {
+    const wchar_t* size;
+    const wchar_t* pixelFormat;
+    int width;
+    int height;
+    uint32_t fourcc;
+    int tolerance;  // the planar route goes through a lossy colour conversion
+  };
+  const Case cases[] = {{L"640x480", L"bgr24", 640, 480, kFourccRGB3, 8},
+                        {L"1280x720", L"yuv420p", 1280, 720, kFourccI420, 40}};
+  const int frames = 30;
+  startMixer();
+  for (const Case& c : cases) {
+    const std::wstring prefix = c.pixelFormat;
+    SCOPED_TRACE(std::string(prefix.begin(), prefix.end()));
+    prepareMixerFor(c.width, c.height, c.fourcc);
+    std::string output;
+    ASSERT_EQ(runFfmpeg(captureArguments(c.size, c.pixelFormat, frames, prefix), prefix + L".log",
+                        output),
+              0)
+        << output;
+    uint32_t lastCounter = 0;
+    for (int i = 1; i <= frames; ++i) {
+      SCOPED_TRACE("frame " + std::to_string(i));
+      BgraImage image;
+      ASSERT_TRUE(readBmp(m_folder.file(frameFile(prefix, i)), image));
+      ASSERT_EQ(image.width, c.width);
+      ASSERT_EQ(image.height, c.height);
+      EXPECT_TRUE(showsPatternUpright(image, c.tolerance));
+      TestPatternStamp stamp = {};
+      ASSERT_TRUE(readTestPatternStamp(image.pixels.data(), image.width, image.height, stamp));
+      if (i > 1) {
+        EXPECT_GT(stamp.counter, lastCounter);
+      }
+      lastCounter = stamp.counter;
+    }
+  }
+}
+
+TEST_F(FfmpegHostTest, SecondHostIsRefusedWhileTheFirstCaptures) {
+  startMixer();
+  ChildProcess first = startFfmpeg(captureArguments(L"640x480", L"bgr24", 150, L"first"),
+                                   L"first.log");
+  ASSERT_TRUE(first.valid());
+  ASSERT_TRUE(waitForFile(m_folder.file(frameFile(L"first", 1)), kHostTimeoutMs))
+      << readFileBytes(m_folder.file(L"first.log"));
+
+  std::string output;
+  EXPECT_NE(runFfmpeg(captureArguments(L"640x480", L"bgr24", 5, L"second"), L"second.log", output),
+            0);
+  // ffmpeg's words for a refused format call, rather than any other failure to open.
+  EXPECT_NE(output.find("Could not set video options"), std::string::npos) << output;
+  EXPECT_EQ(GetFileAttributesW(m_folder.file(frameFile(L"second", 1)).c_str()),
+            INVALID_FILE_ATTRIBUTES);
+  VCamParamChannel params;
+  params.openOrCreate(1280, 720, 25, 0);
+  EXPECT_EQ(params.getOpeningProcessId(), first.pid());
+  EXPECT_EQ(first.wait(kHostTimeoutMs), std::optional<DWORD>(0))
+      << readFileBytes(m_folder.file(L"first.log"));
+}
+
+}  // namespace
+}  // namespace zarn::test
