@@ -50,9 +50,9 @@ struct CameraWithSample {
     filter->Release();
   }
 
-  // The sample's pixel at (x, y) of its rows as they lie in memory.
+  // The pixel at (x, y) of the picture: RGB samples hold it bottom row first.
   TestPatternColour at(int x, int y) const {
-    const BYTE* p = pixels + (y * kWidth + x) * 4;
+    const BYTE* p = pixels + ((kHeight - 1 - y) * kWidth + x) * 4;
     return {p[0], p[1], p[2]};
   }
 

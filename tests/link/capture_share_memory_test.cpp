@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <timeapi.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -36,13 +37,20 @@ void publishPattern(CaptureShareMemoryMgr& writer, int width, int height, uint32
   writer.unLockWriteBuffer(record, true);
 }
 
-// Locks a frame, checks it against the pattern it claims to be, and unlocks.
+// Locks a frame, checks it against the pattern it claims to be, and unlocks. The mixer lays RGB
+// frames bottom row first, as RGB media types are stored; this test's own writers do not.
 testing::AssertionResult holdsPatternFrame(CaptureShareMemoryMgr& reader, uint32_t width,
-                                           uint32_t height, TestPatternStamp& stamp) {
+                                           uint32_t height, TestPatternStamp& stamp,
+                                           bool bottomRowFirst = false) {
   CaptureFrameRecord record;
   const uint8_t* pixels = reader.lockReadBuffer(record);
   if (!pixels) return testing::AssertionFailure() << "no frame";
-  std::vector<uint8_t> frame(pixels, pixels + size_t(record.width) * record.height * 4);
+  const size_t rowBytes = size_t(record.width) * 4;
+  std::vector<uint8_t> frame(rowBytes * record.height);
+  for (uint32_t row = 0; row < record.height; ++row) {
+    const uint32_t from = bottomRowFirst ? record.height - 1 - row : row;
+    std::copy_n(pixels + from * rowBytes, rowBytes, frame.data() + row * rowBytes);
+  }
   reader.unLockReadBuffer();
   if (record.width != width || record.height != height) {
     return testing::AssertionFailure() << "frame is " << record.width << "x" << record.height;
@@ -102,15 +110,15 @@ TEST(CaptureShareMemory, ReaderSeesTheMixersPatternAtTheRequestedSize) {
     reader.setEncrypted(layout.sealed);
     ASSERT_TRUE(waitUntil([&] { return reader.attach(false); }, 15000));
     TestPatternStamp first = {};
-    ASSERT_TRUE(waitUntil([&] { return bool(holdsPatternFrame(reader, 640, 480, first)); }, 5000))
-        << holdsPatternFrame(reader, 640, 480, first).message();
+    ASSERT_TRUE(waitUntil([&] { return bool(holdsPatternFrame(reader, 640, 480, first, true)); }, 5000))
+        << holdsPatternFrame(reader, 640, 480, first, true).message();
     const uint32_t age = timeGetTime() - first.timestampMs;
     EXPECT_LT(age, 5000u);
 
     // The mixer follows a new request, announced by the parameter event.
     ASSERT_TRUE(publishVideoOutParam(params, 320, 240, 333333, 0));
     TestPatternStamp later = {};
-    ASSERT_TRUE(waitUntil([&] { return bool(holdsPatternFrame(reader, 320, 240, later)); }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return bool(holdsPatternFrame(reader, 320, 240, later, true)); }, 5000));
     EXPECT_GT(later.counter, first.counter);
     EXPECT_GE(int32_t(later.timestampMs - first.timestampMs), 0);
   }
