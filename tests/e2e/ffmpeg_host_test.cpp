@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -71,8 +72,55 @@ bool waitForFile(const std::wstring& path, DWORD timeoutMs) {
   return false;
 }
 
+// The camera installed as on a user's machine: the module in <root>\bin and the recorder as the
+// application "zarncam pro.exe" one folder up, where the camera looks for it. The recorder writes
+// each command line it is started with to a log.
+class CameraInstallation {
+ public:
+  CameraInstallation() {
+    wchar_t temp[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, temp);
+    m_root = std::wstring(temp) + L"zarn-e2e-install-" + std::to_wstring(GetCurrentProcessId());
+    CreateDirectoryW(m_root.c_str(), nullptr);
+    CreateDirectoryW((m_root + L"\\bin").c_str(), nullptr);
+    CopyFileW((executableFolder() + L"ZarnVirtualCam.ax").c_str(), module().c_str(), FALSE);
+    CopyFileW((executableFolder() + L"recorder\\zarncam pro.exe").c_str(), application().c_str(),
+              FALSE);
+  }
+  ~CameraInstallation() {
+    for (const std::wstring& file : {module(), application(), launches()}) DeleteFileW(file.c_str());
+    RemoveDirectoryW((m_root + L"\\bin").c_str());
+    RemoveDirectoryW(m_root.c_str());
+  }
+  std::wstring module() const { return m_root + L"\\bin\\ZarnVirtualCam.ax"; }
+  std::wstring application() const { return m_root + L"\\zarncam pro.exe"; }
+  std::wstring launches() const { return m_root + L"\\launches.log"; }
+
+ private:
+  std::wstring m_root;
+};
+
+CameraInstallation& installation() {
+  static CameraInstallation installed;
+  return installed;
+}
+
+// The application's launches so far, waiting a bounded time for `lines` of them.
+std::string launchesOnceThereAre(size_t lines) {
+  std::string text;
+  for (int tries = 0; tries < 100; ++tries) {
+    text = readFileBytes(installation().launches());
+    if (size_t(std::count(text.begin(), text.end(), '\n')) >= lines) break;
+    Sleep(100);
+  }
+  return text;
+}
+
 class FfmpegHostTest : public ::testing::Test {
  protected:
+  FfmpegHostTest() : FfmpegHostTest(executableFolder() + L"ZarnVirtualCam.ax") {}
+  explicit FfmpegHostTest(const std::wstring& modulePath) : m_module(modulePath) {}
+
   void SetUp() override {
     ASSERT_NE(GetFileAttributesW(kFfmpeg), INVALID_FILE_ATTRIBUTES)
         << "ffmpeg.exe is missing; scripts/setup.sh installs it into node_modules";
@@ -140,7 +188,7 @@ class FfmpegHostTest : public ::testing::Test {
            m_folder.file(prefix) + L"%03d.bmp\"";
   }
 
-  RegisteredModule m_module{executableFolder() + L"ZarnVirtualCam.ax"};
+  RegisteredModule m_module;
   TempFolder m_folder;
   ChildProcess m_mixer;
 };
@@ -220,6 +268,71 @@ TEST_F(FfmpegHostTest, SecondHostIsRefusedWhileTheFirstCaptures) {
   EXPECT_EQ(params.getOpeningProcessId(), first.pid());
   EXPECT_EQ(first.wait(kHostTimeoutMs), std::optional<DWORD>(0))
       << readFileBytes(m_folder.file(L"first.log"));
+}
+
+// The same tests against the installed camera, whose application can be started.
+class InstalledCameraTest : public FfmpegHostTest {
+ protected:
+  InstalledCameraTest() : FfmpegHostTest(installation().module()) {}
+  void SetUp() override {
+    FfmpegHostTest::SetUp();
+    DeleteFileW(installation().launches().c_str());
+    SetEnvironmentVariableW(L"ZARNCAM_RECORDER_LOG", installation().launches().c_str());
+  }
+  void TearDown() override { SetEnvironmentVariableW(L"ZARNCAM_RECORDER_LOG", nullptr); }
+};
+
+TEST_F(InstalledCameraTest, WithoutAMixerTheHostGetsTheStoredPictureAndTheApplicationStartsOnce) {
+  std::string output;
+  ASSERT_EQ(runFfmpeg(captureArguments(L"1280x720", L"bgr24", 3, L"card"), L"card.log", output), 0)
+      << output;
+  for (int i = 1; i <= 3; ++i) {
+    BgraImage image;
+    ASSERT_TRUE(readBmp(m_folder.file(frameFile(L"card", i)), image));
+    // The card is a navy to teal gradient: blue everywhere, and none of the pattern's red.
+    for (int at : {0, image.width * image.height / 2, image.width * image.height - 1}) {
+      EXPECT_GT(image.pixels[size_t(at) * 4], 0) << "frame " << i;
+      EXPECT_LT(image.pixels[size_t(at) * 4 + 2], 128) << "frame " << i;
+    }
+  }
+  Sleep(1000);
+  const std::string launches = launchesOnceThereAre(1);
+  EXPECT_EQ(std::count(launches.begin(), launches.end(), '\n'), 1) << launches;
+}
+
+TEST_F(InstalledCameraTest, RefusedHostHasTheApplicationNameTheHolder) {
+  startMixer();
+  ChildProcess first = startFfmpeg(captureArguments(L"640x480", L"bgr24", 150, L"first"),
+                                   L"first.log");
+  ASSERT_TRUE(waitForFile(m_folder.file(frameFile(L"first", 1)), kHostTimeoutMs))
+      << readFileBytes(m_folder.file(L"first.log"));
+  std::string output;
+  EXPECT_NE(runFfmpeg(captureArguments(L"640x480", L"bgr24", 5, L"second"), L"second.log", output),
+            0);
+  const std::string launches = launchesOnceThereAre(1);
+  const std::string address = "\"zarncampro://VirtualCamBeUsed/name=ffmpeg.exe&parentName=";
+  EXPECT_NE(launches.find(address), std::string::npos) << launches;
+  EXPECT_NE(launches.find("&pid=" + std::to_string(first.pid()) + "\""), std::string::npos)
+      << launches;
+  first.kill();
+}
+
+TEST_F(InstalledCameraTest, HolderKilledWithoutStopIsClearedByTheNextHost) {
+  startMixer();
+  ChildProcess first = startFfmpeg(captureArguments(L"640x480", L"bgr24", 150, L"first"),
+                                   L"first.log");
+  ASSERT_TRUE(waitForFile(m_folder.file(frameFile(L"first", 1)), kHostTimeoutMs));
+  const DWORD killed = first.pid();
+  first.kill();
+  VCamParamChannel params;
+  params.openOrCreate(1280, 720, 25, 0);
+  EXPECT_EQ(params.getOpeningProcessId(), killed);
+
+  std::string output;
+  EXPECT_EQ(runFfmpeg(captureArguments(L"640x480", L"bgr24", 5, L"next"), L"next.log", output), 0)
+      << output;
+  EXPECT_NE(GetFileAttributesW(m_folder.file(frameFile(L"next", 5)).c_str()),
+            INVALID_FILE_ATTRIBUTES);
 }
 
 }  // namespace
