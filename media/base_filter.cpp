@@ -244,40 +244,43 @@ STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* pGraph, LPCWSTR pName) {
 
 STDMETHODIMP CBaseFilter::QueryVendorInfo(LPWSTR*) { return E_NOTIMPL; }
 
-STDMETHODIMP CBaseFilter::Register() {
-  const AMOVIESETUP_FILTER* pSetup = GetSetupData();
-  if (!pSetup) {
+namespace {
+
+// Runs `use` with the system's filter mapper over the filter's setup data; S_FALSE without data.
+template <typename Use>
+HRESULT withFilterMapper(const AMOVIESETUP_FILTER* setup, Use use) {
+  if (!setup) {
     return S_FALSE;
   }
-  IFilterMapper2* pMapper = nullptr;
+  IFilterMapper2* mapper = nullptr;
   HRESULT hr = CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER,
-                                IID_IFilterMapper2, reinterpret_cast<void**>(&pMapper));
+                                IID_IFilterMapper2, reinterpret_cast<void**>(&mapper));
   if (FAILED(hr)) {
     return hr;
   }
-  REGFILTER2 rf2 = {};
-  rf2.dwVersion = 1;
-  rf2.dwMerit = pSetup->dwMerit;
-  rf2.cPins = pSetup->nPins;
-  rf2.rgPins = pSetup->lpPin;
-  hr = pMapper->RegisterFilter(*pSetup->clsID, pSetup->strName, nullptr, nullptr, nullptr, &rf2);
-  pMapper->Release();
+  hr = use(mapper, *setup);
+  mapper->Release();
   return hr;
 }
 
+}  // namespace
+
+STDMETHODIMP CBaseFilter::Register() {
+  return withFilterMapper(GetSetupData(), [](IFilterMapper2* mapper, const AMOVIESETUP_FILTER& setup) {
+    REGFILTER2 rf2 = {};
+    rf2.dwVersion = 1;
+    rf2.dwMerit = setup.dwMerit;
+    rf2.cPins = setup.nPins;
+    rf2.rgPins = setup.lpPin;
+    return mapper->RegisterFilter(*setup.clsID, setup.strName, nullptr, nullptr, nullptr, &rf2);
+  });
+}
+
 STDMETHODIMP CBaseFilter::Unregister() {
-  const AMOVIESETUP_FILTER* pSetup = GetSetupData();
-  if (!pSetup) {
-    return S_FALSE;
-  }
-  IFilterMapper2* pMapper = nullptr;
-  HRESULT hr = CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER,
-                                IID_IFilterMapper2, reinterpret_cast<void**>(&pMapper));
-  if (FAILED(hr)) {
-    return hr;
-  }
-  hr = pMapper->UnregisterFilter(nullptr, nullptr, *pSetup->clsID);
-  pMapper->Release();
+  HRESULT hr =
+      withFilterMapper(GetSetupData(), [](IFilterMapper2* mapper, const AMOVIESETUP_FILTER& setup) {
+        return mapper->UnregisterFilter(nullptr, nullptr, *setup.clsID);
+      });
   // Removing what was never registered is not a failure.
   return hr == kNotFound ? S_OK : hr;
 }

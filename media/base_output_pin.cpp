@@ -67,36 +67,22 @@ HRESULT CBaseOutputPin::DecideAllocator(IMemInputPin* pPin, IMemAllocator** ppAl
   if (prop.cbAlign == 0) {
     prop.cbAlign = 1;
   }
-  HRESULT hr = pPin->GetAllocator(ppAlloc);
-  if (SUCCEEDED(hr)) {
-    hr = DecideBufferSize(*ppAlloc, &prop);
-    if (SUCCEEDED(hr)) {
-      // FALSE: our samples are not read-only.
-      hr = pPin->NotifyAllocator(*ppAlloc, FALSE);
-      if (SUCCEEDED(hr)) {
-        return S_OK;
-      }
+  // Sizes the allocator just obtained and hands it to the peer; on failure it is let go.
+  auto agree = [&](HRESULT obtained) {
+    HRESULT hr = obtained;
+    if (SUCCEEDED(hr)) hr = DecideBufferSize(*ppAlloc, &prop);
+    // FALSE: our samples are not read-only.
+    if (SUCCEEDED(hr)) hr = pPin->NotifyAllocator(*ppAlloc, FALSE);
+    if (FAILED(hr) && *ppAlloc) {
+      (*ppAlloc)->Release();
+      *ppAlloc = nullptr;
     }
-  }
-  if (*ppAlloc) {
-    (*ppAlloc)->Release();
-    *ppAlloc = nullptr;
-  }
-  hr = InitAllocator(ppAlloc);
-  if (SUCCEEDED(hr)) {
-    hr = DecideBufferSize(*ppAlloc, &prop);
-    if (SUCCEEDED(hr)) {
-      hr = pPin->NotifyAllocator(*ppAlloc, FALSE);
-      if (SUCCEEDED(hr)) {
-        return S_OK;
-      }
-    }
-  }
-  if (*ppAlloc) {
-    (*ppAlloc)->Release();
-    *ppAlloc = nullptr;
-  }
-  return hr;
+    return hr;
+  };
+  HRESULT hr = agree(pPin->GetAllocator(ppAlloc));
+  if (SUCCEEDED(hr)) return S_OK;
+  hr = agree(InitAllocator(ppAlloc));
+  return SUCCEEDED(hr) ? S_OK : hr;
 }
 
 HRESULT CBaseOutputPin::GetDeliveryBuffer(IMediaSample** ppSample, REFERENCE_TIME* pStartTime,

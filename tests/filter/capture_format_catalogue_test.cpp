@@ -12,21 +12,10 @@
 #include "filter/vcam.h"
 #include "filter/vcam_stream.h"
 #include "media/media_type.h"
+#include "tests/filter/held_filter.h"
 #include "tests/support/child_process.h"
 
 namespace {
-
-struct HeldFilter {
-  HeldFilter() {
-    LogLineQueue::create();
-    HRESULT hr = S_OK;
-    filter = static_cast<CVCam*>(CVCam::CreateInstance(nullptr, &hr));
-    filter->AddRef();
-  }
-  ~HeldFilter() { filter->Release(); }
-  CVCamStream* pin() const { return filter->stream(); }
-  CVCam* filter;
-};
 
 const BITMAPINFOHEADER& headerOf(const CMediaType& type) {
   return reinterpret_cast<const VIDEOINFOHEADER*>(type.Format())->bmiHeader;

@@ -14,6 +14,7 @@
 #include "host/platform.h"
 #include "link/vcam_param_channel.h"
 #include "media/media_type.h"
+#include "tests/filter/held_filter.h"
 #include "tests/support/child_process.h"
 #include "tests/support/install_layout.h"
 
@@ -47,18 +48,6 @@ CMediaType videoType(const GUID& subtype, LONG width, LONG height, WORD bitCount
 }
 
 CMediaType rgb24Type() { return videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, BI_RGB, 333333); }
-
-struct HeldFilter {
-  HeldFilter() {
-    LogLineQueue::create();
-    HRESULT hr = S_OK;
-    filter = static_cast<CVCam*>(CVCam::CreateInstance(nullptr, &hr));
-    filter->AddRef();
-  }
-  ~HeldFilter() { filter->Release(); }
-  CVCamStream* pin() const { return filter->stream(); }
-  CVCam* filter;
-};
 
 // Appends each launch to the layout's log, so that the notice is seen and nothing starts.
 class RecordingPlatform : public Platform {

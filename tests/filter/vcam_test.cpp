@@ -9,6 +9,7 @@
 #include "filter/vcam_stream.h"
 #include "filter/zarn_interfaces.h"
 #include "link/vcam_param_channel.h"
+#include "tests/filter/held_filter.h"
 #include "tests/support/child_process.h"
 
 using zarn::test::ChildProcess;
@@ -16,18 +17,6 @@ using zarn::test::ChildProcess;
 namespace {
 
 const wchar_t kStopEventName[] = L"ZARN_TEST_VCAM_STOP_HOLDER";
-
-// A filter as a host holds it: one reference, released at the end.
-struct HeldFilter {
-  HeldFilter() {
-    HRESULT hr = S_OK;
-    filter = static_cast<CVCam*>(CVCam::CreateInstance(nullptr, &hr));
-    filter->AddRef();
-  }
-  ~HeldFilter() { EXPECT_EQ(filter->Release(), 0u); }
-  CVCam* operator->() const { return filter; }
-  CVCam* filter;
-};
 
 // The mixer's view of the parameter record, kept open for the whole test as a mixer would.
 class VCamFilter : public ::testing::Test {
