@@ -54,24 +54,42 @@ STDMETHODIMP CBaseFilter::GetClassID(CLSID* pClsID) {
   return S_OK;
 }
 
+namespace {
+
+enum class OnFailure { GoOn, Stop };
+
+// Calls `change` on each connected pin in order; the result is the first failure, or S_OK.
+template <typename Change>
+HRESULT changeConnectedPins(CBaseFilter& filter, OnFailure onFailure, Change change) {
+  HRESULT first = S_OK;
+  const int cPins = filter.GetPinCount();
+  for (int c = 0; c < cPins; c++) {
+    CBasePin* pPin = filter.GetPin(c);
+    if (!pPin) {
+      break;
+    }
+    if (!pPin->IsConnected()) {
+      continue;
+    }
+    const HRESULT hr = change(pPin);
+    if (FAILED(hr) && SUCCEEDED(first)) {
+      first = hr;
+      if (onFailure == OnFailure::Stop) {
+        break;
+      }
+    }
+  }
+  return first;
+}
+
+}  // namespace
+
 STDMETHODIMP CBaseFilter::Stop() {
   CAutoLock cObjectLock(m_pLock);
   HRESULT hr = S_OK;
   if (m_State != State_Stopped) {
-    int cPins = GetPinCount();
-    for (int c = 0; c < cPins; c++) {
-      CBasePin* pPin = GetPin(c);
-      if (!pPin) {
-        break;
-      }
-      // Every pin is made inactive; the first failure is the answer.
-      if (pPin->IsConnected()) {
-        HRESULT hrTmp = pPin->Inactive();
-        if (FAILED(hrTmp) && SUCCEEDED(hr)) {
-          hr = hrTmp;
-        }
-      }
-    }
+    // Every pin is made inactive; the first failure is the answer.
+    hr = changeConnectedPins(*this, OnFailure::GoOn, [](CBasePin* pin) { return pin->Inactive(); });
   }
   m_State = State_Stopped;
   return hr;
@@ -80,18 +98,10 @@ STDMETHODIMP CBaseFilter::Stop() {
 STDMETHODIMP CBaseFilter::Pause() {
   CAutoLock cObjectLock(m_pLock);
   if (m_State == State_Stopped) {
-    int cPins = GetPinCount();
-    for (int c = 0; c < cPins; c++) {
-      CBasePin* pPin = GetPin(c);
-      if (!pPin) {
-        break;
-      }
-      if (pPin->IsConnected()) {
-        HRESULT hr = pPin->Active();
-        if (FAILED(hr)) {
-          return hr;
-        }
-      }
+    HRESULT hr =
+        changeConnectedPins(*this, OnFailure::Stop, [](CBasePin* pin) { return pin->Active(); });
+    if (FAILED(hr)) {
+      return hr;
     }
   }
   m_State = State_Paused;
@@ -108,18 +118,10 @@ STDMETHODIMP CBaseFilter::Run(REFERENCE_TIME tStart) {
     }
   }
   if (m_State != State_Running) {
-    int cPins = GetPinCount();
-    for (int c = 0; c < cPins; c++) {
-      CBasePin* pPin = GetPin(c);
-      if (!pPin) {
-        break;
-      }
-      if (pPin->IsConnected()) {
-        HRESULT hr = pPin->Run(tStart);
-        if (FAILED(hr)) {
-          return hr;
-        }
-      }
+    HRESULT hr = changeConnectedPins(*this, OnFailure::Stop,
+                                     [tStart](CBasePin* pin) { return pin->Run(tStart); });
+    if (FAILED(hr)) {
+      return hr;
     }
   }
   m_State = State_Running;

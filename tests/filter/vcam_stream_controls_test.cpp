@@ -66,11 +66,3 @@ TEST_F(StreamControls, OutputSizeListIsPublishedOnlyWhenItHoldsEntries) {
   EXPECT_EQ(height, 720);
 }
 
-TEST_F(StreamControls, CameraAlwaysAnswersThatItIsZarnCamAndUsesNoEnhancementsBeforeAFrame) {
-  EXPECT_EQ(stream->CheckZarnCam(nullptr), S_OK);
-  unsigned char answer = 7;
-  EXPECT_EQ(stream->CheckZarnCam(&answer), S_OK);
-  EXPECT_EQ(answer, 1);
-  EXPECT_EQ(stream->CheckZarnCamUsingVideoEnhancements(&answer), S_OK);
-  EXPECT_EQ(answer, 0);
-}

@@ -185,20 +185,4 @@ TEST_F(SourcePinTest, UnconnectedPinAnswers) {
   EXPECT_EQ(nullptr, mt.pUnk);
 }
 
-TEST_F(SourcePinTest, InfoNamesAreCutTo127Characters) {
-  const std::wstring longName(200, L'x');
-  ASSERT_EQ(S_OK, m_source->JoinFilterGraph(nullptr, longName.c_str()));
-  FILTER_INFO info;
-  ASSERT_EQ(S_OK, m_source->QueryFilterInfo(&info));
-  EXPECT_EQ(std::wstring(127, L'x'), info.achName);
-  EXPECT_EQ(nullptr, info.pGraph);
-
-  PIN_INFO pinInfo;
-  ASSERT_EQ(S_OK, m_stream->QueryPinInfo(&pinInfo));
-  EXPECT_STREQ(L"Out", pinInfo.achName);
-  EXPECT_EQ(PINDIR_OUTPUT, pinInfo.dir);
-  EXPECT_EQ(static_cast<IBaseFilter*>(m_source), pinInfo.pFilter);
-  pinInfo.pFilter->Release();
-}
-
 }  // namespace
