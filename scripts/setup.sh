@@ -3,7 +3,8 @@
 set -euo pipefail
 
 packages=(wine wine64 libwine fonts-wine mingw-w64 g++-mingw-w64-x86-64-posix
-          cmake ninja-build xvfb xauth imagemagick dpkg-dev googletest zip)
+          cmake ninja-build xvfb xauth libgl1-mesa-dri imagemagick dpkg-dev googletest zip
+          clang libclang-rt-14-dev)
 
 missing=()
 # The machine's own Node.js may already bring npm; only a bare machine needs Debian's.
