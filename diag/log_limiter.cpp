@@ -44,6 +44,11 @@ void CALLBACK LogLimiterTimerProc(HWND, UINT, UINT_PTR, DWORD) {
 }
 
 LogLimiter::LogLimiter() : m_timerId(SetTimer(nullptr, kTimerId, kTimerPeriodMs, LogLimiterTimerProc)) {
+  // Only the host's thread that made the timer can kill it, and that thread may outlive an
+  // unload of this module: the module stays loaded so the callback never outlives its code.
+  HMODULE self = nullptr;
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                     reinterpret_cast<LPCWSTR>(&LogLimiterTimerProc), &self);
   beginDirectLine(g_logStream, logTimeStamp()) << "LogLimiter start"
                                                << " Tid:" << static_cast<uint32_t>(m_timerId) << std::endl;
 }
@@ -51,5 +56,6 @@ LogLimiter::LogLimiter() : m_timerId(SetTimer(nullptr, kTimerId, kTimerPeriodMs,
 LogLimiter::~LogLimiter() {
   beginDirectLine(g_logStream, logTimeStamp()) << "LogLimiter end"
                                                << " Tid:" << static_cast<uint32_t>(m_timerId) << std::endl;
+  KillTimer(nullptr, m_timerId);
   g_logStream.close();
 }

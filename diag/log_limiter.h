@@ -8,7 +8,7 @@ void CALLBACK LogLimiterTimerProc(HWND window, UINT message, UINT_PTR timerId, D
 class LogLimiter {
  public:
   LogLimiter();
-  // Closes the stream; the timer goes with its thread.
+  // Closes the stream and kills the timer, which works only on the thread that made it.
   ~LogLimiter();
   LogLimiter(const LogLimiter&) = delete;
   LogLimiter& operator=(const LogLimiter&) = delete;

@@ -101,23 +101,47 @@ void MixerSim::followRequest() {
   std::fflush(stdout);
 }
 
-void MixerSim::publishFrame() {
-  uint32_t offset = 0;
-  HANDLE mapping = nullptr;
+bool MixerSim::publishFrame() {
   const uint32_t now = timeGetTime();
   m_picture.resize(size_t(m_width) * m_height * 4);
   renderTestPattern(m_picture.data(), m_width, m_height, {m_published, now});
-  uint8_t* pixels = m_frames.lockWriteBuffer(offset, mapping);
-  writeFrameLayout(m_picture.data(), m_width, m_height, m_fourcc, pixels);
 
   CaptureFrameRecord record;
   record.width = uint32_t(m_width);
   record.height = uint32_t(m_height);
   record.timestampMs = now;
   record.dumpFrame = m_options.dumpFrames ? 1 : 0;
-  m_frames.unLockWriteBuffer(record, true);
+  if (m_options.texture) {
+    if (!publishTexture(record)) return false;
+  } else {
+    uint32_t offset = 0;
+    HANDLE mapping = nullptr;
+    uint8_t* pixels = m_frames.lockWriteBuffer(offset, mapping);
+    writeFrameLayout(m_picture.data(), m_width, m_height, m_fourcc, pixels);
+  }
+  m_frames.unLockWriteBuffer(record, !m_options.texture);
   SetEvent(m_frameEvent);
   ++m_published;
+  return true;
+}
+
+bool MixerSim::publishTexture(CaptureFrameRecord& record) {
+  std::string error;
+  if (!m_textures.prepare(m_width, m_height, error)) {
+    std::fprintf(stderr, "zarnmixer-sim: cannot publish texture frames: %s\n", error.c_str());
+    return false;
+  }
+  // A texture is top row first whatever the host asked for; the filter converts and turns it.
+  m_textures.upload(m_picture.data());
+  record.frameKind = kTextureFrame;
+  record.textureId = m_textures.textureId();
+  record.adapterIndex = TexturePublisher::kAdapterIndex;
+  record.adapterLuid.LowPart = m_textures.adapterLuid().LowPart;
+  record.adapterLuid.HighPart = m_textures.adapterLuid().HighPart;
+  record.keyedMutexKey = TexturePublisher::kKey;
+  record.is709 = 1;
+  record.isFullRange = 0;
+  return true;
 }
 
 int MixerSim::run(HANDLE stopEvent) {
@@ -142,7 +166,7 @@ int MixerSim::run(HANDLE stopEvent) {
       followRequest();
       continue;
     }
-    publishFrame();
+    if (!publishFrame()) return 3;
     // After a stall the pace starts again from now instead of catching up in a burst.
     nextFrame = nextFrame + periodMs < elapsed ? elapsed : nextFrame + periodMs;
   }

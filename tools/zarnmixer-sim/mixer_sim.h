@@ -12,6 +12,7 @@
 #include "link/capture_share_memory_mgr.h"
 #include "link/vcam_param_channel.h"
 #include "tools/zarnmixer-sim/options.h"
+#include "tools/zarnmixer-sim/texture_publisher.h"
 
 class MixerSim {
  public:
@@ -26,7 +27,9 @@ class MixerSim {
  private:
   bool createFrameRegion();
   void followRequest();
-  void publishFrame();
+  // False when a texture frame could not be published; the run then ends.
+  bool publishFrame();
+  bool publishTexture(CaptureFrameRecord& record);
 
   MixerSimOptions m_options;
   CaptureShareMemoryMgr m_frames;
@@ -39,4 +42,5 @@ class MixerSim {
   std::vector<uint8_t> m_picture;
   uint32_t m_published = 0;
   std::string m_lastRequestLine;
+  TexturePublisher m_textures;
 };

@@ -17,6 +17,8 @@ const char kMixerSimUsage[] =
     "  --seconds S         stop after S seconds\n"
     "  --disable-connect   refuse host connections while running\n"
     "  --dump              ask the hosts for a frame dump\n"
+    "  --texture           publish each frame as a shared D3D11 texture (BT.709, limited range);\n"
+    "                      exits 3 where the platform refuses the texture a shared handle\n"
     "  --help              this text\n";
 
 namespace {
@@ -62,6 +64,8 @@ bool parseMixerSimOptions(int argc, char** argv, MixerSimOptions& options, std::
       options.disableConnect = true;
     } else if (arg == "--dump") {
       options.dumpFrames = true;
+    } else if (arg == "--texture") {
+      options.texture = true;
     } else if (arg == "--help") {
       options.help = true;
     } else if (arg == "--size") {

@@ -12,6 +12,7 @@ struct MixerSimOptions {
   double seconds = -1;         // below 0: no limit
   bool disableConnect = false;
   bool dumpFrames = false;
+  bool texture = false;        // records name a shared texture instead of region pixels
   bool help = false;
 };
 
