@@ -11,15 +11,21 @@ namespace {
 constexpr size_t kAlignment = 16;
 }
 
-FrameBuffer::FrameBuffer(uint8_t* foreign, int32_t width, int32_t height, uint32_t fourcc)
-    : external(true),
-      data(foreign),
-      capacity(imageSizeForTag(fourcc, width, height)),
-      width(width),
-      height(height),
-      fourcc(fourcc),
-      valid(1) {
+FrameBuffer::FrameBuffer(uint8_t* foreign, int32_t width, int32_t height, uint32_t fourcc) {
+  wrap(foreign, width, height, fourcc);
+}
+
+void FrameBuffer::wrap(uint8_t* foreign, int32_t newWidth, int32_t newHeight, uint32_t newFourcc) {
+  if (!external) _aligned_free(data);
+  external = true;
+  data = foreign;
+  capacity = imageSizeForTag(newFourcc, newWidth, newHeight);
+  usedLength = 0;
+  width = newWidth;
+  height = newHeight;
+  fourcc = newFourcc;
   layOutPlanes(fourcc, data, width, height, plane, stride);
+  valid = 1;
 }
 
 FrameBuffer::~FrameBuffer() {

@@ -13,6 +13,9 @@ class FrameBuffer {
   FrameBuffer(const FrameBuffer&) = delete;
   FrameBuffer& operator=(const FrameBuffer&) = delete;
 
+  // Describes foreign memory from now on; storage of its own is freed first.
+  void wrap(uint8_t* foreign, int32_t newWidth, int32_t newHeight, uint32_t newFourcc);
+
   // Makes the storage `bytes` long, 16-byte aligned, keeping its contents. Foreign storage
   // is left to its owner and `usedLength` bytes of it are carried over. On failure the
   // storage is empty.

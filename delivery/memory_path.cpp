@@ -5,12 +5,13 @@
 #include <atomic>
 #include <stdexcept>
 
+#include "host/log_throttle.h"
 #include "delivery/scale_frame.h"
 #include "diag/log.h"
 #include "filter/vcam_stream.h"
 #include "host/mixer_launch.h"
-#include "host/platform.h"
 #include "link/capture_share_memory_mgr.h"
+#include "link/frame_record_bounds.h"
 
 namespace {
 
@@ -19,51 +20,61 @@ const uint32_t kLogIntervalMs = 60000;
 
 std::atomic<uint32_t> g_lastNoRecordLine{0};
 std::atomic<uint32_t> g_lastNoMixerLine{0};
-
-// One line a minute at most, per kind, for the whole process.
-bool throttled(std::atomic<uint32_t>& lastLine) {
-  uint32_t now = platform().milliseconds();
-  if (now - lastLine.load() < kLogIntervalMs) return true;
-  lastLine = now;
-  return false;
-}
+std::atomic<uint32_t> g_lastBadRecordLine{0};
 
 }  // namespace
+
+bool CVCamStream::attachFrameRegion() {
+  if (!m_pCaptureShareMemory) {
+    m_pCaptureShareMemory = std::make_unique<CaptureShareMemoryMgr>(kFrameRegionBaseName);
+  }
+  m_pCaptureShareMemory->setEncrypted(!m_bPlainRecords);
+  return m_pCaptureShareMemory->attach(false);
+}
+
+uint8_t* CVCamStream::readFrameRecord(CaptureFrameRecord& record) {
+  try {
+    return m_pCaptureShareMemory->lockReadBuffer(record);
+  } catch (const std::exception& error) {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-extra-args"
+    LogPrint(1, "zarnmixer lockReadBuffer error std::exception! err=", error.what());
+#pragma GCC diagnostic pop
+  }
+  // The failed read left the mutex held; from now on the plain layout is read.
+  m_pCaptureShareMemory->unLockReadBuffer();
+  m_bPlainRecords = true;
+  m_pCaptureShareMemory->setEncrypted(false);
+  return m_pCaptureShareMemory->lockReadBuffer(record);
+}
 
 void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample* sample) {
   BYTE* sampleData = nullptr;
   sample->GetPointer(&sampleData);
   sample->GetSize();
 
-  if (!m_pCaptureShareMemory) {
-    m_pCaptureShareMemory = std::make_unique<CaptureShareMemoryMgr>(kFrameRegionBaseName);
-  }
-  m_pCaptureShareMemory->setEncrypted(!m_bPlainRecords);
-
   bool frameDelivered = false;
-  if (m_pCaptureShareMemory->attach(false)) {
+  if (attachFrameRegion()) {
     if (!m_bFirstAttachDone) {
       LogPrint(1, "CVCamStream::FillBuffer attach success");
       m_bFirstAttachDone = true;
     }
     CaptureFrameRecord record;
-    uint8_t* pixels = nullptr;
-    try {
-      pixels = m_pCaptureShareMemory->lockReadBuffer(record);
-    } catch (const std::exception& error) {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-extra-args"
-      LogPrint(1, "zarnmixer lockReadBuffer error std::exception! err=", error.what());
-#pragma GCC diagnostic pop
-      // The failed read left the mutex held; from now on the plain layout is read.
+    uint8_t* pixels = readFrameRecord(record);
+    // The writer is another process: a record that reaches past the region is no frame.
+    const char* fault =
+        pixels ? frameRecordFault(record, m_pCaptureShareMemory->getRegionSize(),
+                                  scaleFrameSourceBytes(record.width, record.height, m_bitCount))
+               : nullptr;
+    if (fault) {
       m_pCaptureShareMemory->unLockReadBuffer();
-      m_bPlainRecords = true;
-      m_pCaptureShareMemory->setEncrypted(false);
-      pixels = m_pCaptureShareMemory->lockReadBuffer(record);
-    }
-
-    if (!pixels) {
-      if (!throttled(g_lastNoRecordLine)) {
+      if (logLineDue(g_lastBadRecordLine, kLogIntervalMs)) {
+        LogPrint(1, "CVCamStream::FillBufferVideoMemoryOutput no frame: %s (%ux%u offset=%llu)",
+                 fault, record.width, record.height,
+                 static_cast<unsigned long long>(record.readBufferOffset));
+      }
+    } else if (!pixels) {
+      if (logLineDue(g_lastNoRecordLine, kLogIntervalMs)) {
         LogPrint(1, "Fails to lockReadBuffer! err=%d", static_cast<int>(GetLastError()));
       }
     } else {
@@ -83,14 +94,15 @@ void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample* sample) {
         targetHeight = m_heightOutReq;
       }
 
-      if (record.frameKind != kTextureFrame) {
+      if (record.frameKind == kTextureFrame) {
+        deliverTextureFrame(record, sampleData, targetWidth, targetHeight);
+      } else {
         ScaleFrame(pixels, static_cast<int32_t>(record.width), static_cast<int32_t>(record.height),
                    sampleData, targetWidth, targetHeight, m_bitCount, FrameFitMode::CropToFill,
                    m_scaledFrame, m_isFlipHost, m_fourcc);
-        frameDelivered = true;
+        m_pCaptureShareMemory->unLockReadBuffer();
       }
-      // A texture frame needs the GPU reader, which this build does not have: it counts as no frame.
-      m_pCaptureShareMemory->unLockReadBuffer();
+      frameDelivered = true;
 
       if (frameDelivered) {
         m_widthOut = targetWidth;
@@ -108,7 +120,7 @@ void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample* sample) {
   }
 
   if (!frameDelivered) {
-    if (!throttled(g_lastNoMixerLine)) {
+    if (logLineDue(g_lastNoMixerLine, kLogIntervalMs)) {
       LogPrint(1, "No zarnmixer running ! err=%d", static_cast<int>(GetLastError()));
     }
     copyPlaceholderToSample(sampleData);

@@ -1,5 +1,7 @@
 #include "delivery/scale_frame.h"
 
+#include <algorithm>
+
 #include <libyuv/convert_from_argb.h>
 #include <libyuv/scale.h>
 
@@ -35,11 +37,13 @@ void scaleI420(const uint8_t* src, int32_t sw, int32_t sh, uint8_t* dst, int32_t
 }
 
 // Simple on purpose: the interleaved chroma is scaled as plain bytes and its target height is
-// the source's. Equal sizes, the normal case, copy exactly.
+// the source's, so a taller target keeps its lower chroma rows. Only a shorter target gets its
+// own height: the source's would run past the sample. Equal sizes, the normal case, copy exactly.
 void scaleNV12(const uint8_t* src, int32_t sw, int32_t sh, uint8_t* dst, int32_t dw,
                int32_t dh) {
   scalePlane(src, sw, sw, sh, dst, dw, dw, dh);
-  scalePlane(src + int64_t(sw) * sh, sw, sw, sh >> 1, dst + int64_t(dw) * dh, dw, dw, sh >> 1);
+  const int32_t chromaRows = std::min(sh >> 1, dh >> 1);
+  scalePlane(src + int64_t(sw) * sh, sw, sw, sh >> 1, dst + int64_t(dw) * dh, dw, dw, chromaRows);
 }
 
 }  // namespace
@@ -72,5 +76,18 @@ void ScaleFrame(const uint8_t* src, int32_t srcWidth, int32_t srcHeight, uint8_t
       break;
     default:
       break;
+  }
+}
+
+uint64_t scaleFrameSourceBytes(uint32_t width, uint32_t height, int32_t bitCount) {
+  const uint64_t pixels = uint64_t(width) * height;
+  switch (bitCount) {
+    case 24:
+    case 32:
+      return pixels * 4;
+    case 12:
+      return pixels * 3 / 2;
+    default:
+      return 0;
   }
 }

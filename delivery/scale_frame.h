@@ -15,3 +15,7 @@ class FrameBuffer;
 void ScaleFrame(const uint8_t* src, int32_t srcWidth, int32_t srcHeight, uint8_t* dst,
                 int32_t dstWidth, int32_t dstHeight, int32_t bitCount, FrameFitMode fitMode,
                 FrameBuffer& scaledFrame, bool flip, uint32_t fourcc);
+
+// Bytes of `src` that ScaleFrame reads for a frame of `width` by `height` at `bitCount`: four a
+// pixel for 24 and 32, the planar 12 bits a pixel for 12, none for any other bitCount.
+uint64_t scaleFrameSourceBytes(uint32_t width, uint32_t height, int32_t bitCount);

@@ -5,6 +5,9 @@
 #include "diag/log.h"
 #include "filter/capture_format_catalogue.h"
 #include "filter/vcam.h"
+#include "gpu/shared_tex_helper.h"
+#include "gpu/special_common.h"
+#include "gpu/special_rgba_to_tex.h"
 #include "host/host_lists.h"
 #include "host/mixer_launch.h"
 #include "link/capture_share_memory_mgr.h"
@@ -43,6 +46,10 @@ CVCamStream::~CVCamStream() {
   m_hSynFrameEvent = nullptr;
   m_pParamChannel.reset();
   m_pCaptureShareMemory.reset();
+  m_pSharedTexHelper.reset();
+  m_pSpecialRGBAToTex.reset();
+  // After the textures that live on it.
+  SpecialCommon::instance().destroyDevice();
 }
 
 void CVCamStream::closeSpareHandles() {

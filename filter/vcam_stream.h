@@ -18,6 +18,9 @@
 class CVCam;
 class VCamParamChannel;
 class CaptureShareMemoryMgr;
+class SharedTexHelper;
+class SpecialRGBAToTex;
+struct CaptureFrameRecord;
 
 class CVCamStream : public CSourceStream,
                     public IAMStreamConfig,
@@ -92,6 +95,10 @@ class CVCamStream : public CSourceStream,
   // The two ways a frame leaves the stream; exceptions from them are contained by FillBuffer.
   virtual void FillBufferVideoMemoryOutput(IMediaSample* sample);
   virtual void FillBufferVideoDirectOutput();
+  // A frame in the mixer's shared texture, read on the GPU into the sample (or into a buffer that
+  // is scaled into it). Called with the region's mutex held; returns with it released.
+  void deliverTextureFrame(const CaptureFrameRecord& record, BYTE* sampleData, int32_t targetWidth,
+                           int32_t targetHeight);
   // Times of a delivered frame, from the mixer's time stamp; a stale one moves on by half a period.
   void stampSampleTimes(IMediaSample* sample, int64_t frameTimeMs);
 
@@ -131,12 +138,25 @@ class CVCamStream : public CSourceStream,
   bool m_isObsHost;
   bool m_isFlipHost;
   bool m_isLimitedRgbHost;
+  std::unique_ptr<SharedTexHelper> m_pSharedTexHelper;
+  std::unique_ptr<SpecialRGBAToTex> m_pSpecialRGBAToTex;
   FrameBuffer m_dumpFrame;
   uint32_t m_lastDumpTime = 0;
   bool m_bPlainRecords = false;
 
  private:
   void closeSpareHandles();
+  // The reader's output format for the connected type; 0 for one it can't write.
+  uint32_t textureFrameTag() const;
+  // The mixer's diagnostic picture of the texture frame just read, into the temporary folder.
+  void dumpTextureFrame(const CaptureFrameRecord& record);
+  // Makes the frame region's reader on first use and maps the region in the layout in force.
+  bool attachFrameRegion();
+  // The newest record and its pixels, with the region's mutex held when non-null. A sealed record
+  // that can't be deciphered switches the stream to the plain layout and is read again.
+  uint8_t* readFrameRecord(CaptureFrameRecord& record);
+  // With no mixer frame, the placeholder goes to the direct client as the filter's own texture.
+  void sendPlaceholderTexture();
   // Refuses a format call while the mixer bars connections or another live process holds the
   // camera; the second case also tells the user. Each caller names itself in its log lines.
   HRESULT passOccupancyGate(const char* disabledLine, const char* heldLine);

@@ -59,3 +59,20 @@ HRESULT createDeviceOnAdapter(IDXGIAdapter* adapter, ID3D11Device** device,
                            D3D11_CREATE_DEVICE_BGRA_SUPPORT, levels, ARRAYSIZE(levels),
                            D3D11_SDK_VERSION, device, level, context);
 }
+
+D3D11_TEXTURE2D_DESC textureDescription(UINT width, UINT height, DXGI_FORMAT format,
+                                        D3D11_USAGE usage, UINT bindFlags, UINT cpuAccessFlags,
+                                        UINT miscFlags) {
+  D3D11_TEXTURE2D_DESC desc = {};
+  desc.Width = width;
+  desc.Height = height;
+  desc.MipLevels = 1;
+  desc.ArraySize = 1;
+  desc.Format = format;
+  desc.SampleDesc.Count = 1;
+  desc.Usage = usage;
+  desc.BindFlags = bindFlags;
+  desc.CPUAccessFlags = cpuAccessFlags;
+  desc.MiscFlags = miscFlags;
+  return desc;
+}

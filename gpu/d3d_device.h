@@ -18,6 +18,11 @@ bool isBasicRenderDriver(const DXGI_ADAPTER_DESC& desc);
 HRESULT createDeviceOnAdapter(IDXGIAdapter* adapter, ID3D11Device** device,
                               ID3D11DeviceContext** context, D3D_FEATURE_LEVEL* level);
 
+// A plain texture: one mip level, one array slice, no multisampling.
+D3D11_TEXTURE2D_DESC textureDescription(UINT width, UINT height, DXGI_FORMAT format,
+                                        D3D11_USAGE usage, UINT bindFlags, UINT cpuAccessFlags,
+                                        UINT miscFlags);
+
 template <typename T>
 void releaseAndNull(T*& object) {
   if (object) object->Release();

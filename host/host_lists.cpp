@@ -4,10 +4,10 @@
 #include <shlobj.h>
 
 #include <algorithm>
-#include <cctype>
 #include <fstream>
 #include <iterator>
 
+#include "host/host_list_text.h"
 #include "host/paths.h"
 
 namespace {
@@ -17,12 +17,6 @@ const char kObsDefaults[] =
     "Quennet.exe,Ostrel.exe";
 const char kFlipDefaults[] = "Pevrin2.exe";
 const char kLimitedRgbDefaults[] = "obs.exe,obs32.exe,obs64.exe";
-
-std::string lowered(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
-}
 
 std::string narrowUtf8(const std::wstring& text) {
   int bytes = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
@@ -36,7 +30,7 @@ std::string narrowUtf8(const std::wstring& text) {
 std::string hostPath() {
   wchar_t path[1024] = {};
   GetModuleFileNameW(nullptr, path, 1024);
-  return lowered(narrowUtf8(path));
+  return lowerCased(narrowUtf8(path));
 }
 
 std::string hostFileName() {
@@ -58,27 +52,11 @@ bool anyRowContained(const std::vector<std::string>& rows, const std::string& ho
 
 }  // namespace
 
-std::vector<std::string> parseHostList(const std::string& body) {
-  std::vector<std::string> rows;
-  size_t start = 0;
-  while (start <= body.size()) {
-    size_t comma = body.find(',', start);
-    if (comma == std::string::npos) comma = body.size();
-    std::string row = body.substr(start, comma - start);
-    size_t first = row.find_first_not_of(' ');
-    size_t last = row.find_last_not_of(' ');
-    if (first != std::string::npos) rows.push_back(lowered(row.substr(first, last - first + 1)));
-    start = comma + 1;
-  }
-  return rows;
-}
-
 std::vector<std::string> readHostList(const std::wstring& path, const std::string& defaults) {
   std::ifstream file(path.c_str(), std::ios::binary);
   std::string text;
   if (file) text.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-  std::string body = text.compare(0, 3, "\xEF\xBB\xBF") == 0 ? text.substr(3) : text;
-  return parseHostList(body.empty() ? defaults : body);
+  return hostListRows(text, defaults);
 }
 
 bool isHostInObsProcessList() {

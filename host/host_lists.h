@@ -8,9 +8,6 @@ bool isHostInObsProcessList();
 bool isHostInFlipList();
 bool isHostInLimitedRgbList();
 
-// Rows of a list's text: split at commas, blanks trimmed, lower-cased, empty rows dropped.
-std::vector<std::string> parseHostList(const std::string& text);
-
 // The rows of a list file (UTF-8, a byte order mark skipped), or of `defaults` when the file
 // is missing or holds no text.
 std::vector<std::string> readHostList(const std::wstring& path, const std::string& defaults);

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "host/percent_encode.h"
+
 namespace {
 
 std::string toUtf8(const std::wstring& text) {
@@ -14,25 +16,9 @@ std::string toUtf8(const std::wstring& text) {
   return bytes;
 }
 
-bool keptAsIs(unsigned char byte) {
-  return (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z') || (byte >= '0' && byte <= '9') ||
-         byte == '.';
-}
-
 }  // namespace
 
 std::wstring urlEncode(const std::wstring& text) {
-  static const char kHex[] = "0123456789ABCDEF";
-  std::wstring encoded;
-  for (unsigned char byte : toUtf8(text)) {
-    if (byte == 0) break;
-    if (keptAsIs(byte)) {
-      encoded += wchar_t(byte);
-    } else {
-      encoded += L'%';
-      encoded += wchar_t(kHex[byte >> 4]);
-      encoded += wchar_t(kHex[byte & 15]);
-    }
-  }
-  return encoded;
+  const std::string encoded = percentEncode(toUtf8(text));
+  return std::wstring(encoded.begin(), encoded.end());
 }

@@ -1,7 +1,24 @@
 #include "link/capture_share_memory_mgr.h"
 
+#include <atomic>
+
 #include "diag/log.h"
+#include "host/log_throttle.h"
 #include "link/frame_region_layout.h"
+
+namespace {
+
+const uint32_t kRefusalLogIntervalMs = 60000;
+std::atomic<uint32_t> g_lastRefusalLine{0};
+
+// A writer that keeps publishing a bad header gets one line a minute, for the whole process.
+void logRefusedSealedRecord(const char* fault, uint64_t length, uint32_t regionSize) {
+  if (!logLineDue(g_lastRefusalLine, kRefusalLogIntervalMs)) return;
+  LogPrint(1, "CaptureShareMemoryMgr::lockReadBuffer no frame: %s (sealedLength=%llu region=%u)",
+           fault, static_cast<unsigned long long>(length), regionSize);
+}
+
+}  // namespace
 
 CaptureShareMemoryMgr::CaptureShareMemoryMgr(std::wstring baseName)
     : m_region(std::move(baseName), true) {}
@@ -34,7 +51,10 @@ uint8_t* CaptureShareMemoryMgr::lockReadBuffer(CaptureFrameRecord& record) {
     frame = readPlainRecord(region, record);
   } else if (sealedLength(region) != 0) {
     const FrameCipher& sealer = cipher("CaptureShareMemoryMgr::_lockReadBufferEncry, create");
-    frame = readSealedRecord(region, sealer, GetCurrentProcessId(), record);
+    const char* fault = nullptr;
+    frame = readSealedRecord(region, m_region.regionSize(), sealer, GetCurrentProcessId(), record,
+                             fault);
+    if (fault) logRefusedSealedRecord(fault, sealedLength(region), m_region.regionSize());
   }
   if (!frame) {
     m_region.unlock();

@@ -11,10 +11,11 @@ const std::string g_frameCipherKey = "Hs4nWq0LkVt7RbYc2XuDf9GmZe1PaJo6";
 namespace {
 
 constexpr size_t kMaxKeyLength = 56;
-constexpr size_t kBlockSize = 8;
 
 void checkLength(size_t n) {
-  if (n == 0 || n % kBlockSize != 0) throw std::invalid_argument("Incorrect buffer length");
+  if (n == 0 || n % FrameCipher::kBlockSize != 0) {
+    throw std::invalid_argument("Incorrect buffer length");
+  }
 }
 
 }  // namespace

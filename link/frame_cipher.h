@@ -7,6 +7,7 @@
 class FrameCipher {
  public:
   enum Mode { ECB = 0, CBC = 1, CFB = 2 };
+  static constexpr size_t kBlockSize = 8;
 
   // Standard key set-up; only the first 56 key bytes count. Throws std::invalid_argument
   // ("Incorrect key length") for an empty key.

@@ -1,11 +1,10 @@
 #include "link/frame_region_layout.h"
 
-#include <algorithm>
 #include <cstring>
-#include <vector>
 
 #include "link/byte_order.h"
 #include "link/frame_cipher.h"
+#include "link/frame_record_bounds.h"
 
 namespace {
 
@@ -69,14 +68,18 @@ uint64_t sealedLength(const uint8_t* region) {
   return loadLittleEndian64(region + sealed_offset::kSealedLength);
 }
 
-bool readSealedRecord(uint8_t* region, const FrameCipher& cipher, uint32_t readerPid,
-                      CaptureFrameRecord& record) {
+bool readSealedRecord(uint8_t* region, uint64_t regionSize, const FrameCipher& cipher,
+                      uint32_t readerPid, CaptureFrameRecord& record, const char*& fault) {
   using namespace sealed_offset;
   const uint64_t length = sealedLength(region);
-  // Never shorter than a record, so that a short sealed length reads as zeros, not past the end.
-  std::vector<uint8_t> scratch(std::max<uint64_t>(length, kFrameRecordSize));
-  cipher.decipher(region + kSealedRecord, scratch.data(), length, FrameCipher::CBC);
-  record = decodeFrameRecord(scratch.data());
+  // A length the cipher refuses still goes to it: its error, raised before a byte is read or
+  // written, is how a plain region shows itself to a sealed reader.
+  fault = length % FrameCipher::kBlockSize == 0 ? sealedRecordFault(length, regionSize) : nullptr;
+  if (fault) return false;
+  // Zeros behind a short sealed length, so the record never takes bytes from past it.
+  uint8_t scratch[kFrameHeaderSize] = {};
+  cipher.decipher(region + kSealedRecord, scratch, length, FrameCipher::CBC);
+  record = decodeFrameRecord(scratch);
   if (record.width == 0 || record.height == 0) return false;
 
   storeLittleEndian64(region + kReadCount, loadLittleEndian64(region + kReadCount) + 1);

@@ -44,9 +44,11 @@ void countPlainRead(uint8_t* region, uint32_t readerPid);
 
 uint64_t sealedLength(const uint8_t* region);
 // Deciphers all sealedLength bytes and takes the first 96. For a frame, counts the read for
-// `readerPid` and gives the record the header's counters and offsets. Cipher errors propagate.
-bool readSealedRecord(uint8_t* region, const FrameCipher& cipher, uint32_t readerPid,
-                      CaptureFrameRecord& record);
+// `readerPid` and gives the record the header's counters and offsets. A length that the cipher
+// would take but that reaches past the header area or the region's `regionSize` bytes gives no
+// frame, and `fault` says why (else it is null). Cipher errors propagate.
+bool readSealedRecord(uint8_t* region, uint64_t regionSize, const FrameCipher& cipher,
+                      uint32_t readerPid, CaptureFrameRecord& record, const char*& fault);
 
 // Publish `record`; `swap` turns the buffer just filled into the complete one. The caller's
 // record gets the reader counters back (and, sealed, the offsets after the swap).

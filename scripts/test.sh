@@ -25,3 +25,4 @@ WINEPREFIX=$WINEPREFIX wineserver -p 2>/dev/null || true
 
 cd "$build"
 ctest --output-on-failure -j 2 "$@"
+"$repo/scripts/fuzz.sh" 60

@@ -8,12 +8,15 @@
 #include "diag/log_line_queue.h"
 #include "filter/vcam.h"
 #include "filter/vcam_stream.h"
+#include "link/byte_order.h"
 #include "link/capture_share_memory_mgr.h"
 #include "link/frame_region_layout.h"
 #include "link/test_pattern.h"
-#include "media/allocator.h"
+#include "tests/delivery/fake_clock.h"
+#include "tests/delivery/allocated_sample.h"
 #include "tests/support/child_process.h"
 #include "tests/support/install_layout.h"
+#include "tests/support/log_files.h"
 
 using zarn::test::ChildProcess;
 using zarn::test::InstallLayout;
@@ -33,22 +36,9 @@ struct CameraWithSample {
     HRESULT hr = S_OK;
     filter = static_cast<CVCam*>(CVCam::CreateInstance(nullptr, &hr));
     filter->AddRef();
-    auto* memory = new CMemAllocator(nullptr, nullptr, &hr);
-    memory->NonDelegatingQueryInterface(IID_IMemAllocator, reinterpret_cast<void**>(&allocator));
-    ALLOCATOR_PROPERTIES wanted = {1, kWidth * kHeight * 4, 1, 0};
-    ALLOCATOR_PROPERTIES actual = {};
-    allocator->SetProperties(&wanted, &actual);
-    allocator->Commit();
-    allocator->GetBuffer(&sample, nullptr, nullptr, 0);
-    sample->GetPointer(&pixels);
   }
 
-  ~CameraWithSample() {
-    sample->Release();
-    allocator->Decommit();
-    allocator->Release();
-    filter->Release();
-  }
+  ~CameraWithSample() { filter->Release(); }
 
   // The pixel at (x, y) of the picture: RGB samples hold it bottom row first.
   TestPatternColour at(int x, int y) const {
@@ -57,9 +47,9 @@ struct CameraWithSample {
   }
 
   CVCam* filter = nullptr;
-  IMemAllocator* allocator = nullptr;
-  IMediaSample* sample = nullptr;
-  BYTE* pixels = nullptr;
+  AllocatedSample allocated{kWidth * kHeight * 4};
+  IMediaSample* sample = allocated.sample;
+  BYTE* pixels = allocated.pixels;
 };
 
 class MemoryPath : public ::testing::Test {
@@ -163,4 +153,73 @@ TEST_F(MemoryPath, RepeatedAndOlderTimeStampsAdvanceByHalfAPeriodInMediaTimeOnly
     // Only the hosts on the list get presentation times.
     EXPECT_EQ(sample->GetTime(&start, &stop), VFW_E_SAMPLE_TIME_NOT_SET);
   }
+}
+
+// A writer that lies about its frame gets the placeholder path, and one line a minute naming the
+// fault; a good record after it is delivered as before.
+TEST_F(MemoryPath, RecordReachingPastTheRegionIsNoFrameAndItsFaultIsLoggedOnce) {
+  struct InstalledClock : FakeClock {
+    InstalledClock() { setPlatform(this); }
+    ~InstalledClock() { setPlatform(nullptr); }
+  } clock;
+  clock.now = 0x40000000;
+  CaptureShareMemoryMgr writer(kFrameRegionBaseName);
+  writer.create(kFrameHeaderSize, 64, 48, true, GetCurrentProcessId());
+  uint32_t writeOffset = 0;
+  HANDLE mapping = nullptr;
+  uint8_t* view = writer.lockWriteBuffer(writeOffset, mapping) - writeOffset;
+  const uint64_t regionSize = writer.getRegionSize();
+
+  const size_t kNoField = ~size_t(0);
+  const struct {
+    const char* fault;
+    uint32_t width, height;
+    size_t headerField;
+    uint64_t value;
+  } cases[] = {
+      {"width above 3840", 3841, 48, kNoField, 0},
+      {"height above 3840", 64, 5000, kNoField, 0},
+      {"offset+bytes past region", 64, 48, sealed_offset::kReadBufferOffset,
+       regionSize - 64 * 48 * 4 + 4},
+      {"sealedLength above header area", 64, 48, sealed_offset::kSealedLength, 1ull << 40},
+  };
+  const std::string log = userLogFolder() + "zarncamvcam.log";
+  const size_t sampleBytes = size_t(kWidth) * kHeight * 4;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.fault << " " << c.width << "x" << c.height);
+    CaptureFrameRecord record;
+    record.width = c.width;
+    record.height = c.height;
+    writer.unLockWriteBuffer(record, false);
+    uint64_t kept = 0;
+    if (c.headerField != kNoField) {
+      kept = loadLittleEndian64(view + c.headerField);
+      storeLittleEndian64(view + c.headerField, c.value);
+    }
+    clock.now += 60000;
+    const uint64_t logStart = fileSizeOf(log);
+    for (int i = 0; i < 2; ++i) {
+      std::memset(camera.pixels, 0x5A, sampleBytes);
+      sample->SetSyncPoint(FALSE);
+      filter->stream()->FillBuffer(sample);
+      EXPECT_NE(sample->IsSyncPoint(), S_OK);
+      EXPECT_TRUE(std::all_of(camera.pixels, camera.pixels + sampleBytes,
+                              [](BYTE b) { return b == 0x5A; }));
+    }
+    const std::vector<std::string> lines = linesOfPid(readLines(log, logStart), GetCurrentProcessId());
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                            [&](const std::string& line) {
+                              return line.find(std::string("no frame: ") + c.fault) !=
+                                     std::string::npos;
+                            }),
+              1);
+    if (c.headerField != kNoField) storeLittleEndian64(view + c.headerField, kept);
+  }
+
+  publish(writer, 64, 48, 5000);
+  filter->stream()->FillBuffer(sample);
+  EXPECT_EQ(sample->IsSyncPoint(), S_OK);
+  // This writer lays the top row first, so a host sees the picture upside down.
+  EXPECT_TRUE(isColour(320, 540, kPatternTopLeft));
+  EXPECT_TRUE(isColour(960, 540, kPatternTopRight));
 }

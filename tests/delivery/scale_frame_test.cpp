@@ -71,8 +71,9 @@ TEST(ScaleFrame, I420PlanesLandAtTheirOffsetsAndAreStretched) {
   }
 }
 
-// Equal sizes copy exactly; a taller sample gets only the source's height of chroma rows.
-TEST(ScaleFrame, Nv12CopiesEqualSizesAndTakesChromaHeightFromTheSource) {
+// Equal sizes copy exactly; a taller sample gets only the source's height of chroma rows, a
+// shorter one its own, which ends at the guard page.
+TEST(ScaleFrame, Nv12CopiesEqualSizesAndTakesChromaHeightFromTheSourceUpToTheSample) {
   GuardedBuffer source(66 * 38 * 3 / 2);
   for (size_t i = 0; i < source.size(); ++i) source.data()[i] = uint8_t(i * 31 + (i >> 8));
   GuardedBuffer same(source.size(), kUnwritten);
@@ -85,6 +86,10 @@ TEST(ScaleFrame, Nv12CopiesEqualSizesAndTakesChromaHeightFromTheSource) {
   const size_t chroma = 96 * 72, written = 96 * (38 / 2);
   EXPECT_NE(kUnwritten, taller.data()[chroma + written - 1]);
   EXPECT_EQ(std::vector<uint8_t>(96 * 36 - written, kUnwritten), bytes(taller, chroma + written));
+
+  GuardedBuffer shorter(66 * 10 * 3 / 2, kUnwritten);
+  ScaleFrame(source.data(), 66, 38, shorter.data(), 66, 10, 12, kCrop, scratch, false, kTagNV12);
+  EXPECT_NE(kUnwritten, shorter.data()[shorter.size() - 1]);
 }
 
 TEST(ScaleFrame, UnsupportedOutputOrEmptySourceWritesNothingButIsCounted) {

@@ -23,25 +23,6 @@ std::wstring writeTempFile(const std::string& bytes) {
 
 }  // namespace
 
-TEST(HostLists, ParsingTrimsBlanksOnlyLowerCasesAndSkipsEmptyRows) {
-  struct Case {
-    std::string text;
-    Rows rows;
-  };
-  const Case cases[] = {
-      {"  OBS64.EXE ,,", {"obs64.exe"}},
-      {"a.exe,B.exe", {"a.exe", "b.exe"}},
-      // A line break belongs to the row: the file is meant to hold one line.
-      {"a.exe\nb.exe", {"a.exe\nb.exe"}},
-      {"\ta.exe", {"\ta.exe"}},
-      {"", {}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.text);
-    EXPECT_EQ(parseHostList(c.text), c.rows);
-  }
-}
-
 TEST(HostLists, FileReplacesTheDefaultsWholeAndAMissingOrEmptyFileKeepsThem) {
   const std::string defaults = "obs.exe,obs64.exe";
   EXPECT_EQ(readHostList(L"C:\\no\\such\\list", defaults), (Rows{"obs.exe", "obs64.exe"}));

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <vector>
 
 #include "link/byte_order.h"
@@ -64,8 +65,9 @@ TEST(FrameRegionLayout, SealedPublicationReadsBackWithTheHeaderCounters) {
   EXPECT_EQ(published.writeBufferOffset, 1280u);
 
   CaptureFrameRecord read;
-  ASSERT_TRUE(readSealedRecord(region.data(), cipher, 4242, read));
-  ASSERT_TRUE(readSealedRecord(region.data(), cipher, 4343, read));
+  const char* fault = nullptr;
+  ASSERT_TRUE(readSealedRecord(region.data(), region.size(), cipher, 4242, read, fault));
+  ASSERT_TRUE(readSealedRecord(region.data(), region.size(), cipher, 4343, read, fault));
   EXPECT_EQ(read.readCount, 2u);
   EXPECT_EQ(read.lastReaderPid, 4343u);
   EXPECT_EQ(read.readBufferOffset, 1024u);
@@ -106,6 +108,44 @@ TEST(FrameRegionLayout, SealedRegionReadAsPlainHasNoFrame) {
   // Width falls on the high half of the read count, which is 0.
   CaptureFrameRecord read;
   EXPECT_FALSE(readPlainRecord(region.data(), read));
+}
+
+// A sealed length from the writer is bounded before anything is deciphered; one the cipher
+// refuses still reaches it, so that a plain region is recognised as before.
+TEST(FrameRegionLayout, SealedLengthPastTheHeaderAreaOrRegionGivesNoFrame) {
+  const struct {
+    uint64_t length;
+    size_t regionSize;
+    const char* fault;  // null: a frame is read
+  } cases[] = {
+      {96, 4096, nullptr},
+      {1024, 4096, nullptr},
+      {1032, 4096, "sealedLength above header area"},
+      {0x8000000000000000ULL, 4096, "sealedLength above header area"},
+      {96, 0x28 + 96, nullptr},
+      {96, 0x28 + 95, "sealed record past region"},
+  };
+  const FrameCipher cipher = recordCipher();
+  std::vector<uint8_t> image(4096, 0);
+  CaptureFrameRecord published = sampleRecord();
+  publishSealedRecord(image.data(), cipher, published, false);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << "length " << c.length << " region " << c.regionSize);
+    std::vector<uint8_t> region(image.begin(), image.begin() + c.regionSize);
+    storeLittleEndian64(region.data() + sealed_offset::kSealedLength, c.length);
+
+    CaptureFrameRecord read;
+    const char* fault = "unset";
+    const bool frame = readSealedRecord(region.data(), region.size(), cipher, 7, read, fault);
+    EXPECT_EQ(frame, c.fault == nullptr);
+    EXPECT_STREQ(fault, c.fault);
+    EXPECT_EQ(loadLittleEndian64(region.data() + sealed_offset::kReadCount), frame ? 1u : 0u);
+  }
+  storeLittleEndian64(image.data() + sealed_offset::kSealedLength, 1060);
+  CaptureFrameRecord read;
+  const char* fault = nullptr;
+  EXPECT_THROW(readSealedRecord(image.data(), image.size(), cipher, 7, read, fault),
+               std::invalid_argument);
 }
 
 }  // namespace

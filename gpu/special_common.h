@@ -1,0 +1,42 @@
+#pragma once
+// Process-wide: the chosen adapter, and the device on which the filter's own textures live.
+#include <d3d11.h>
+#include <dxgi.h>
+#include <windows.h>
+
+#include <cstdint>
+
+class SpecialCommon {
+ public:
+  // Made on first use; the adapter choice is made then and never again.
+  static SpecialCommon& instance();
+  ~SpecialCommon();
+  SpecialCommon(const SpecialCommon&) = delete;
+  SpecialCommon& operator=(const SpecialCommon&) = delete;
+
+  uint32_t getBestAdapterIndex() const { return bestAdapterIndex; }
+  LUID getBestAdapterLuid() const { return bestAdapterLuid; }
+
+  // Makes factory, adapter, device and context anew on adapter `adapterIndex`.
+  void initDevice(uint32_t adapterIndex);
+  // Null without a device or when creation fails.
+  ID3D11Texture2D* createTexture2D(uint32_t width, uint32_t height, DXGI_FORMAT format,
+                                   D3D11_USAGE usage, uint32_t misc, uint32_t bind,
+                                   uint32_t cpuAccess);
+  // Leaves the adapter choice; the next user makes the device again.
+  void destroyDevice();
+
+  ID3D11Device* device() const { return m_device; }
+  ID3D11DeviceContext* context() const { return m_context; }
+
+ private:
+  SpecialCommon();
+
+  uint32_t bestAdapterIndex = 0;
+  LUID bestAdapterLuid = {};
+  IDXGIFactory1* m_factory = nullptr;
+  IDXGIAdapter1* m_adapter = nullptr;
+  ID3D11Device* m_device = nullptr;
+  ID3D11DeviceContext* m_context = nullptr;
+  D3D_FEATURE_LEVEL m_featureLevel = D3D_FEATURE_LEVEL(0);
+};

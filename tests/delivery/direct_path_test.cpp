@@ -1,0 +1,167 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <memory>
+#include <vector>
+
+#include "filter/vcam_stream.h"
+#include "gpu/special_common.h"
+#include "gpu/special_rgba_to_tex.h"
+#include "link/capture_share_memory_mgr.h"
+#include "link/frame_region_layout.h"
+#include "tests/delivery/fake_clock.h"
+#include "tests/delivery/pin_beside_filter.h"
+#include "tests/gpu/texture_readback.h"
+
+namespace {
+
+uint64_t luidValue(LUID luid) { return uint64_t(uint32_t(luid.HighPart)) << 32 | luid.LowPart; }
+
+// What a client on the direct path was told, call by call.
+struct RecordingClient : IZarnCameraOutput {
+  struct Call {
+    uint64_t adapterLuid;
+    uint32_t textureId;
+    int64_t time;
+  };
+  HRESULT STDMETHODCALLTYPE OnCameraTexture(LUID luid, uint32_t textureId, int64_t time) override {
+    calls.push_back({luidValue(luid), textureId, time});
+    return S_OK;
+  }
+  std::vector<Call> calls;
+};
+
+// A pin beside the filter's own, opened up to show its placeholder and texture.
+class DirectStream : public CVCamStream {
+ public:
+  DirectStream(CVCam* filter, HRESULT* hr) : CVCamStream(hr, filter, L"direct") {}
+
+  void request(int width, int height) {
+    m_widthOutReq = width;
+    m_heightOutReq = height;
+  }
+  const FrameBuffer& placeholder() const { return m_placeholderFrame; }
+  ID3D11Texture2D* texture() const { return m_pSpecialRGBAToTex->sharedTexture(); }
+  uint32_t textureId() const { return m_pSpecialRGBAToTex->getSharedTextureId(); }
+};
+
+// The mixer's half of the frame region, publishing texture frames in sealed records.
+struct TextureMixer {
+  TextureMixer() { writer.create(kFrameHeaderSize, 64, 48, true, GetCurrentProcessId()); }
+  void publish(uint64_t timestampMs, LUID luid = {7, 0}, uint32_t textureId = 1,
+               uint32_t width = 64, uint32_t height = 48) {
+    uint32_t offset = 0;
+    HANDLE mapping = nullptr;
+    writer.lockWriteBuffer(offset, mapping);
+    CaptureFrameRecord record;
+    record.width = width;
+    record.height = height;
+    record.timestampMs = timestampMs;
+    record.frameKind = kTextureFrame;
+    record.textureId = textureId;
+    record.adapterLuid = {luid.LowPart, luid.HighPart};
+    writer.unLockWriteBuffer(record, true);
+  }
+  CaptureShareMemoryMgr writer{L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY"};
+};
+
+class DirectPath : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(pin.hr, S_OK);
+    stream->SetZarnCameraOutput(&client);
+  }
+  // One sample as the worker runs it; the wait for the mixer's signal times out.
+  void fill() { stream->FillBuffer(nullptr); }
+
+  FakeClock clock;
+  RecordingClient client;
+  PinBesideFilter<DirectStream> pin{clock};
+  DirectStream* stream = pin.stream.get();
+  const uint64_t bestLuid = luidValue(SpecialCommon::instance().getBestAdapterLuid());
+};
+
+}  // namespace
+
+TEST_F(DirectPath, TextureFrameTimesThatAreNotNewerRiseByHalfAPeriodComparedUnsigned) {
+  TextureMixer mixer;
+  const int64_t topBit = INT64_MIN;
+  // Published and told; the initial period is 666666, half of it 33 ms.
+  const std::pair<uint64_t, int64_t> steps[] = {
+      {0, 33}, {1000, 1000}, {1000, 1033}, {500, 1066}, {uint64_t(topBit), topBit}};
+  for (const auto& step : steps) {
+    mixer.publish(step.first);
+    fill();
+  }
+  ASSERT_EQ(client.calls.size(), std::size(steps));
+  for (size_t i = 0; i < std::size(steps); ++i) EXPECT_EQ(client.calls[i].time, steps[i].second);
+}
+
+TEST_F(DirectPath, RecordLuidIsPassedAsItStandsUnlessItIsZero) {
+  ASSERT_NE(bestLuid, 0u) << "the display has an adapter";
+  TextureMixer mixer;
+  struct Case {
+    LUID luid;
+    uint64_t told;
+    uint32_t width, height;
+  };
+  const Case cases[] = {{{0x2A, 0}, 0x2A, 3840, 2160}, {{0, 5}, 5ull << 32, 64, 48},
+                        {{0, 0}, bestLuid, 1921, 1081}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.told);
+    client.calls.clear();
+    mixer.publish(10, c.luid, 0x101, c.width, c.height);
+    fill();
+    ASSERT_EQ(client.calls.size(), 1u);
+    EXPECT_EQ(client.calls[0].adapterLuid, c.told);
+    EXPECT_EQ(client.calls[0].textureId, 0x101u);
+    // The client gets the mixer's texture whatever the negotiated size.
+    int width = 0, height = 0;
+    stream->GetOutputWidthHeight(&width, &height);
+    EXPECT_EQ(width, int(c.width));
+    EXPECT_EQ(height, int(c.height));
+  }
+}
+
+TEST_F(DirectPath, WithoutMixerThePlaceholderGoesOutAsTheFiltersOwnTextureAtTheRawClock) {
+  clock.now = 123456;
+  fill();
+  ASSERT_EQ(client.calls.size(), 1u);
+  EXPECT_EQ(client.calls[0].adapterLuid, bestLuid);
+  EXPECT_EQ(client.calls[0].textureId, stream->textureId());
+  EXPECT_EQ(client.calls[0].time, 123456);
+
+  // The stored picture, already 1280 by 720, top row first with red and blue exchanged.
+  stream->LoadBackground(false);
+  const FrameBuffer& picture = stream->placeholder();
+  ASSERT_EQ(picture.width * picture.height, 1280 * 720);
+  std::vector<uint8_t> pixels = readTexturePixels(stream->texture());
+  ASSERT_EQ(pixels.size(), size_t{1280} * 720 * 4);
+  int mismatches = 0;
+  for (int i = 0; i < 1280 * 720; ++i) {
+    const uint8_t* want = picture.plane[0] + i * 4;
+    const uint8_t* got = &pixels[i * 4];
+    mismatches += got[0] != want[2] || got[1] != want[1] || got[2] != want[0];
+  }
+  EXPECT_EQ(mismatches, 0);
+
+  // The same size keeps the textures; a new one remakes them. The first is held, so that a remade
+  // texture can't take its address.
+  ID3D11Texture2D* first = stream->texture();
+  first->AddRef();
+  fill();
+  EXPECT_EQ(stream->texture(), first);
+  first->Release();
+  stream->request(640, 360);
+  fill();
+  D3D11_TEXTURE2D_DESC remade = textureDesc(stream->texture());
+  EXPECT_EQ(remade.Width * remade.Height, 640u * 360u);
+  // Wine gives no shared handles, so the id stays 0 here; it is the uploader's in any case.
+  EXPECT_EQ(client.calls.back().textureId, stream->textureId());
+
+  // The raw clock is outside the time rule: a later mixer frame is compared with none of it.
+  TextureMixer mixer;
+  mixer.publish(1000);
+  fill();
+  EXPECT_EQ(client.calls.back().time, 1000);
+}

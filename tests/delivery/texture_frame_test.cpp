@@ -1,0 +1,201 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "delivery/format_tags.h"
+#include "delivery/frame_dump.h"
+#include "filter/vcam_stream.h"
+#include "link/capture_share_memory_mgr.h"
+#include "link/frame_region_layout.h"
+#include "link/test_pattern.h"
+#include "tests/delivery/allocated_sample.h"
+#include "tests/delivery/fake_clock.h"
+#include "tests/delivery/pin_beside_filter.h"
+#include "tests/gpu/served_texture_helper.h"
+
+namespace {
+
+const wchar_t kFrameRegionBaseName[] = L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY";
+const uint32_t kServedId = 77;
+const int kWidth = 64;
+const int kHeight = 48;
+
+// A pin beside the filter's own whose texture reader serves textures made on its own device.
+class TextureStream : public CVCamStream {
+ public:
+  TextureStream(CVCam* filter, HRESULT* hr) : CVCamStream(hr, filter, L"texture") {
+    auto reader = std::make_unique<ServedTextureHelper>();
+    served = reader.get();
+    m_pSharedTexHelper = std::move(reader);
+  }
+
+  void request(int32_t width, int32_t height, int32_t bitCount, uint32_t fourcc) {
+    m_widthOutReq = width;
+    m_heightOutReq = height;
+    m_bitCount = bitCount;
+    m_fourcc = fourcc;
+  }
+  void deliver(IMediaSample* sample) { FillBufferVideoMemoryOutput(sample); }
+
+  using CVCamStream::m_isLimitedRgbHost;
+  ServedTextureHelper* served = nullptr;
+};
+
+// The mixer's test pattern, blue first and top row first as the texture holds it.
+std::vector<uint8_t> patternPixels(int width, int height) {
+  std::vector<uint8_t> pixels(size_t(width) * height * 4);
+  renderTestPattern(pixels.data(), width, height, {1, 1000});
+  return pixels;
+}
+
+// The pattern served as a blue-first texture, which the server makes from red-first pixels.
+RgbaImage patternImage(int width, int height) {
+  return {width, height, exchangeRedBlue(patternPixels(width, height))};
+}
+
+class TextureFrames : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    writer.create(kFrameHeaderSize, kWidth, kHeight, true, GetCurrentProcessId());
+  }
+
+  void publish(uint32_t width, uint32_t height, uint8_t isFullRange, uint8_t dumpFrame = 0) {
+    uint32_t offset = 0;
+    HANDLE mapping = nullptr;
+    ASSERT_NE(writer.lockWriteBuffer(offset, mapping), nullptr);
+    CaptureFrameRecord record;
+    record.width = width;
+    record.height = height;
+    record.timestampMs = ++timestamp;
+    record.frameKind = kTextureFrame;
+    record.textureId = kServedId;
+    record.is709 = 1;
+    record.isFullRange = isFullRange;
+    record.dumpFrame = dumpFrame;
+    writer.unLockWriteBuffer(record, true);
+  }
+
+  FakeClock clock;
+  PinBesideFilter<TextureStream> pin{clock};
+  TextureStream* stream = pin.stream.get();
+  CaptureShareMemoryMgr writer{kFrameRegionBaseName};
+  uint64_t timestamp = 5000;
+};
+
+// Red, green, blue of the RGB sample pixel (x, y) of the picture: rows bottom first.
+std::vector<int> rgbAt(const BYTE* sample, int bytesPerPixel, int width, int height, int x, int y) {
+  const BYTE* p = sample + (size_t(height - 1 - y) * width + x) * bytesPerPixel;
+  return {p[2], p[1], p[0]};
+}
+
+}  // namespace
+
+TEST_F(TextureFrames, TextureOfTheTargetSizeGoesStraightIntoTheSampleBottomRowFirst) {
+  const std::vector<uint8_t> picture = patternPixels(kWidth, kHeight);
+  stream->served->serve(kServedId, DXGI_FORMAT_B8G8R8A8_UNORM, patternImage(kWidth, kHeight));
+  for (int bitCount : {32, 24}) {
+    SCOPED_TRACE(bitCount);
+    stream->request(kWidth, kHeight, bitCount, kTagRGBA);
+    AllocatedSample sample(kWidth * kHeight * 4);
+    publish(kWidth, kHeight, 1);
+    stream->deliver(sample.sample);
+    const int bytes = bitCount / 8;
+    for (int y : {0, kHeight / 2 - 1, kHeight - 1}) {
+      for (int x : {0, kWidth - 1}) {
+        const uint8_t* want = &picture[(size_t(y) * kWidth + x) * 4];
+        EXPECT_EQ(rgbAt(sample.pixels, bytes, kWidth, kHeight, x, y),
+                  (std::vector<int>{want[2], want[1], want[0]}))
+            << "(" << x << ", " << y << ")";
+      }
+    }
+    REFERENCE_TIME start = 0;
+    REFERENCE_TIME stop = 0;
+    EXPECT_EQ(sample.sample->GetMediaTime(&start, &stop), S_OK);
+  }
+}
+
+TEST_F(TextureFrames, SmallerTextureIsScaledToFillTheSample) {
+  stream->served->serve(kServedId, DXGI_FORMAT_B8G8R8A8_UNORM,
+                        patternImage(kWidth / 2, kHeight / 2));
+  stream->request(kWidth, kHeight, 32, kTagRGBA);
+  AllocatedSample sample(kWidth * kHeight * 4);
+  publish(kWidth / 2, kHeight / 2, 1);
+  stream->deliver(sample.sample);
+  // The lower quadrants keep their colours through the scale, within what box filtering takes
+  // off a solid area: blue left, yellow right.
+  const struct {
+    int x;
+    std::vector<int> rgb;
+  } quadrants[] = {{kWidth / 4, {0, 0, 255}}, {kWidth * 3 / 4, {255, 255, 0}}};
+  for (const auto& q : quadrants) {
+    const std::vector<int> got = rgbAt(sample.pixels, 4, kWidth, kHeight, q.x, kHeight * 3 / 4);
+    for (int channel = 0; channel < 3; ++channel) EXPECT_NEAR(got[channel], q.rgb[channel], 4) << q.x;
+  }
+}
+
+TEST_F(TextureFrames, LimitedRangeFromTheMixerReachesRgbHostsOnlyWhenListed) {
+  stream->served->serve(kServedId, DXGI_FORMAT_R8G8B8A8_UNORM,
+                        {kWidth, kHeight, std::vector<uint8_t>(size_t(kWidth) * kHeight * 4, 255)});
+  const struct {
+    uint8_t recordFullRange;
+    bool limitedHost;
+    int white;
+  } cases[] = {{1, true, 255}, {0, false, 255}, {0, true, 235}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << int(c.recordFullRange) << c.limitedHost);
+    stream->m_isLimitedRgbHost = c.limitedHost;
+    stream->request(kWidth, kHeight, 24, kTagRGBA);
+    AllocatedSample sample(kWidth * kHeight * 3);
+    publish(kWidth, kHeight, c.recordFullRange);
+    stream->deliver(sample.sample);
+    EXPECT_EQ(rgbAt(sample.pixels, 3, kWidth, kHeight, 5, 5), (std::vector<int>(3, c.white)));
+  }
+}
+
+TEST_F(TextureFrames, UnreadableTextureLeavesTheSampleAsItWasButStampsIt) {
+  stream->request(kWidth, kHeight, 32, kTagRGBA);
+  AllocatedSample sample(kWidth * kHeight * 4);
+  std::memset(sample.pixels, 0x5A, kWidth * kHeight * 4);
+  publish(kWidth, kHeight, 1);
+  stream->deliver(sample.sample);
+  EXPECT_EQ(sample.pixels[0], 0x5A);
+  EXPECT_EQ(sample.pixels[kWidth * kHeight * 4 - 1], 0x5A);
+  REFERENCE_TIME start = 0;
+  REFERENCE_TIME stop = 0;
+  EXPECT_EQ(sample.sample->GetMediaTime(&start, &stop), S_OK);
+}
+
+TEST_F(TextureFrames, DumpRequestedOnEveryFrameWritesAtMostOneFileInFiveSeconds) {
+  const std::wstring folder = frameDumpFolder();
+  auto dumps = [&] {
+    int count = 0;
+    WIN32_FIND_DATAW found;
+    HANDLE search = FindFirstFileW((folder + L"*.bmp").c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE) return 0;
+    do {
+      ++count;
+      EXPECT_EQ(uint64_t(found.nFileSizeLow), 54u + kWidth * kHeight * 4u);
+      DeleteFileW((folder + found.cFileName).c_str());
+    } while (FindNextFileW(search, &found));
+    FindClose(search);
+    return count;
+  };
+  dumps();
+  clock.now = 10000;
+  stream->served->serve(kServedId, DXGI_FORMAT_B8G8R8A8_UNORM, patternImage(kWidth, kHeight));
+  for (uint32_t bitCount : {32u, 24u}) {
+    SCOPED_TRACE(bitCount);
+    stream->request(kWidth, kHeight, bitCount, kTagRGBA);
+    AllocatedSample sample(kWidth * kHeight * 4);
+    for (int frame = 0; frame < 3; ++frame) {
+      clock.now += 1000;
+      publish(kWidth, kHeight, 1, 1);
+      stream->deliver(sample.sample);
+    }
+    clock.now += 5001;
+    EXPECT_EQ(dumps(), 1);
+  }
+}

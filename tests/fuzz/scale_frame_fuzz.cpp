@@ -1,0 +1,76 @@
+// ScaleFrame as the memory path calls it: a source of any size the record check lets through,
+// buffers of exactly the sizes the stream gives them, and a target no larger in area than the
+// negotiated one. No byte may be read or written outside them.
+#include <cstdint>
+#include <memory>
+
+#include "delivery/format_tags.h"
+#include "delivery/frame_buffer.h"
+#include "delivery/scale_frame.h"
+#include "link/frame_record_bounds.h"
+
+namespace {
+
+// Takes bytes from the front of the input; zeros once it runs out.
+class InputReader {
+ public:
+  InputReader(const uint8_t* data, size_t size) : m_data(data), m_size(size) {}
+
+  uint32_t take(int bytes) {
+    uint32_t value = 0;
+    for (int i = 0; i < bytes; ++i) value = value << 8 | (m_at < m_size ? m_data[m_at++] : 0);
+    return value;
+  }
+
+  // 1 to 3840, small sides far more often than large ones, since they run faster.
+  int32_t side() {
+    static const uint32_t kLimits[] = {16, 256, 1024, kMaxFrameSide};
+    const uint32_t limit = kLimits[take(1) & 3];
+    return int32_t(1 + take(2) % limit);
+  }
+
+ private:
+  const uint8_t* m_data;
+  size_t m_size;
+  size_t m_at = 0;
+};
+
+// The negotiated sample size, by the rule of the format catalogue.
+uint64_t sampleBytes(int32_t width, int32_t height, int32_t bitCount) {
+  const uint64_t pixels = uint64_t(width) * uint64_t(height);
+  return bitCount == 12 ? pixels * 3 / 2 : pixels * uint64_t(bitCount) / 8;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  InputReader input(data, size);
+  static const int32_t kBitCounts[] = {32, 24, 12, 16};
+  static const uint32_t kFourccs[] = {kTagI420, kTagNV12, kTagRGBA, kTagYV12};
+  const uint32_t options = input.take(1);
+  const int32_t bitCount = kBitCounts[options & 3];
+  const uint32_t fourcc = kFourccs[(options >> 2) & 3];
+  const FrameFitMode fitMode = FrameFitMode((options >> 4) % 3);
+  const bool flip = (options & 0x40) != 0;
+
+  const int32_t srcWidth = input.side(), srcHeight = input.side();
+  const int32_t width = input.side(), height = input.side();
+  int32_t dstWidth = width, dstHeight = height;
+  if (options & 0x80) {
+    // A client's smaller size; the memory path keeps the negotiated one for a larger area.
+    dstWidth = int32_t(input.take(2) % (kMaxFrameSide + 1));
+    dstHeight = int32_t(input.take(2) % (kMaxFrameSide + 1));
+    if (int64_t(dstWidth) * dstHeight > int64_t(width) * height) {
+      dstWidth = width;
+      dstHeight = height;
+    }
+  }
+
+  const uint64_t sourceBytes = scaleFrameSourceBytes(srcWidth, srcHeight, bitCount);
+  std::unique_ptr<uint8_t[]> source(new uint8_t[sourceBytes ? sourceBytes : 1]);
+  std::unique_ptr<uint8_t[]> sample(new uint8_t[sampleBytes(width, height, bitCount)]);
+  FrameBuffer scratch;
+  ScaleFrame(source.get(), srcWidth, srcHeight, sample.get(), dstWidth, dstHeight, bitCount,
+             fitMode, scratch, flip, fourcc);
+  return 0;
+}

@@ -1,0 +1,175 @@
+#include "gpu/shared_tex_helper.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "delivery/format_tags.h"
+#include "diag/log_line_queue.h"
+#include "tests/delivery/guarded_buffer.h"
+#include "tests/gpu/colour_reference.h"
+#include "tests/gpu/served_texture_helper.h"
+#include "tests/support/log_files.h"
+
+namespace {
+
+const DXGI_FORMAT kRedFirst = DXGI_FORMAT_R8G8B8A8_UNORM;
+const DXGI_FORMAT kBlueFirst = DXGI_FORMAT_B8G8R8A8_UNORM;
+const uint32_t kTags[] = {kTagRGBA, kTagRGB3, kTagI420, kTagNV12};
+const uint8_t kFill = 0xCD;
+
+struct Read {
+  bool ok;
+  std::vector<uint8_t> bytes;  // RGB rows as they lie; planar as Y, U, V planes
+};
+
+// Reads into memory that ends at a guard page, so a write past the image's layout faults.
+Read readFrame(SharedTexHelper& helper, uint32_t textureId, int width, int height, uint32_t tag,
+               bool is709, bool isFullRange) {
+  GuardedBuffer memory(imageSizeForTag(tag, width, height), kFill);
+  FrameBuffer target(memory.data(), width, height, tag);
+  Read read = {helper.getFrameFromSharedTex(0, textureId, target, 1, is709, isFullRange), {}};
+  const bool planar = tag == kTagI420 || tag == kTagNV12;
+  const int rowBytes = planar ? width : target.stride[0];
+  read.bytes.assign(target.plane[0], target.plane[0] + rowBytes * height);
+  const bool nv12 = tag == kTagNV12;
+  for (int plane = 1; planar && plane < 3; ++plane) {
+    for (int y = 0; y < height / 2; ++y) {
+      for (int x = 0; x < width / 2; ++x) {
+        read.bytes.push_back(nv12 ? target.plane[1][y * target.stride[1] + 2 * x + plane - 1]
+                                  : target.plane[plane][y * target.stride[plane] + x]);
+      }
+    }
+  }
+  return read;
+}
+
+::testing::AssertionResult withinCodes(const Read& read, const std::vector<uint8_t>& expected,
+                                       int tolerance) {
+  if (!read.ok) return ::testing::AssertionFailure() << "not read";
+  if (read.bytes.size() != expected.size()) return ::testing::AssertionFailure() << "size";
+  for (size_t i = 0; i < expected.size(); ++i) {
+    if (std::abs(read.bytes[i] - expected[i]) > tolerance) {
+      return ::testing::AssertionFailure() << "byte " << i << " is " << int(read.bytes[i])
+                                           << ", expected " << int(expected[i]);
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
+}  // namespace
+
+TEST(SharedTexHelper, ShaderRouteMatchesReferenceForEveryFormatMatrixAndRange) {
+  for (auto [width, height] : {std::pair{64, 32}, {10, 6}, {8, 7}}) {
+    const RgbaImage image = makeTestPattern(width, height);
+    for (DXGI_FORMAT format : {kRedFirst, kBlueFirst}) {
+      ServedTextureHelper helper;
+      helper.serve(7, format, image);
+      for (uint32_t tag : kTags) {
+        for (int variant = 0; variant < 4; ++variant) {
+          const bool is709 = variant & 1, isFullRange = variant & 2;
+          SCOPED_TRACE(testing::Message() << width << "x" << height << " format " << format << " "
+                                          << std::string(reinterpret_cast<char*>(&tag), 4)
+                                          << " is709 " << is709 << " full " << isFullRange);
+          const Read read = readFrame(helper, 7, width, height, tag, is709, isFullRange);
+          if (tag == kTagI420 || tag == kTagNV12) {
+            EXPECT_TRUE(withinCodes(read, expectedPlanar(image, is709, isFullRange), 2));
+            continue;
+          }
+          // "RGBA" from a blue-first texture is copied as it lies, whatever the range.
+          const bool limited = !isFullRange && !(tag == kTagRGBA && format == kBlueFirst);
+          EXPECT_TRUE(withinCodes(read, expectedRgb(image, tag == kTagRGBA ? 4 : 3, limited), 0));
+        }
+      }
+    }
+  }
+}
+
+// libyuv then converts with its own 601 limited-range matrix, and its planar rows take every
+// texture as red first.
+TEST(SharedTexHelper, WithoutCompilerLibyuvConvertsWhateverMatrixAndRange) {
+  for (auto [width, height] : {std::pair{64, 32}, {8, 7}}) {
+    const RgbaImage image = makeTestPattern(width, height);
+    for (DXGI_FORMAT format : {kRedFirst, kBlueFirst}) {
+      ServedTextureHelper helper(L"zarn_no_such_compiler.dll");
+      helper.serve(9, format, image);
+      // Red and blue as the planar rows take them; at an odd height the last row repeated, so
+      // that luma lies on pixel centres. Only luma is compared there: the last chroma row
+      // averages the last two rows.
+      RgbaImage asRead = image;
+      asRead.pixels.insert(asRead.pixels.end(), image.pixels.end() - width * 4 * (height % 2),
+                           image.pixels.end());
+      asRead.height += height % 2;
+      if (format == kBlueFirst) asRead.pixels = exchangeRedBlue(asRead.pixels);
+      std::vector<uint8_t> planar = expectedPlanar(asRead, false, false);
+      if (height % 2) planar.resize(width * height);
+      for (uint32_t tag : kTags) {
+        SCOPED_TRACE(testing::Message() << width << "x" << height << " format " << format << " "
+                                        << std::string(reinterpret_cast<char*>(&tag), 4));
+        Read read = readFrame(helper, 9, width, height, tag, true, true);
+        if (tag == kTagRGBA || tag == kTagRGB3) {
+          EXPECT_TRUE(withinCodes(read, expectedRgb(image, tag == kTagRGBA ? 4 : 3, false), 0));
+          continue;
+        }
+        read.bytes.resize(planar.size());
+        EXPECT_TRUE(withinCodes(read, planar, 2));
+      }
+    }
+  }
+}
+
+TEST(SharedTexHelper, RefusesWhatItCannotReadAndLeavesTheTargetAlone) {
+  const RgbaImage image = makeTestPattern(16, 8);
+  ServedTextureHelper helper;
+  helper.serve(1, kRedFirst, image);
+  helper.serve(2, DXGI_FORMAT_R10G10B10A2_UNORM, image);
+  struct {
+    const char* what;
+    uint32_t textureId;
+    int width, height;
+    uint32_t tag;
+  } cases[] = {
+      {"no texture id", 0, 16, 8, kTagI420},   {"a handle no adapter opens", 5, 16, 8, kTagI420},
+      {"10-bit texture", 2, 16, 8, kTagI420},  {"10-bit texture", 2, 16, 8, kTagRGBA},
+      {"narrower target", 1, 14, 8, kTagRGBA}, {"shorter target", 1, 16, 6, kTagNV12},
+      {"tag not read", 1, 16, 8, kTagYV12},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    const Read read = readFrame(helper, c.textureId, c.width, c.height, c.tag, false, true);
+    EXPECT_FALSE(read.ok);
+    EXPECT_EQ(read.bytes, std::vector<uint8_t>(read.bytes.size(), kFill));
+  }
+  EXPECT_TRUE(readFrame(helper, 1, 16, 8, kTagI420, false, true).ok);
+}
+
+TEST(SharedTexHelper, SteadyStreamCompilesOnceAndEachChangeRebuilds) {
+  LogLineQueue::create();
+  const std::string logPath = userLogFolder() + "zarncamvcam.log";
+  const uint64_t logStart = fileSizeOf(logPath);
+  ServedTextureHelper helper;
+  helper.serve(1, kRedFirst, makeTestPattern(16, 8));
+  helper.serve(2, kRedFirst, makeTestPattern(16, 8));
+  struct {
+    uint32_t textureId, tag;
+    bool is709, isFullRange;
+  } frames[] = {{1, kTagI420, false, false}, {1, kTagI420, false, false},
+                {1, kTagNV12, false, false}, {1, kTagNV12, true, true},
+                {2, kTagNV12, true, true},   {2, kTagNV12, true, true}};
+  for (const auto& f : frames) {
+    ASSERT_TRUE(readFrame(helper, f.textureId, 16, 8, f.tag, f.is709, f.isFullRange).ok);
+  }
+
+  std::string builds;
+  const std::string name = "SharedTexHelper::createConversionObjects ";
+  for (const std::string& line : linesOfPid(readLines(logPath, logStart), GetCurrentProcessId())) {
+    const size_t at = line.find(name);
+    if (at != std::string::npos) builds += line.substr(at + name.size()) + "\n";
+  }
+  const std::string i420 = " toFormat:" + std::to_string(int(kTagI420)) + "\nend\n";
+  const std::string nv12 = " toFormat:" + std::to_string(int(kTagNV12)) + "\nend\n";
+  EXPECT_EQ(builds, "is709:0 isFullRange:0" + i420 + "is709:0 isFullRange:0" + nv12 +
+                        "is709:1 isFullRange:1" + nv12 + "is709:1 isFullRange:1" + nv12);
+}

@@ -1,0 +1,45 @@
+#include "gpu/special_rgba_to_tex.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "tests/delivery/guarded_buffer.h"
+#include "tests/gpu/texture_readback.h"
+
+namespace {
+
+// `height` rows of `stride` bytes ending at a guard page, no two rows alike.
+struct Source {
+  Source(uint32_t height, uint32_t stride) : bytes(size_t{height} * stride) {
+    for (size_t i = 0; i < bytes.size(); ++i) {
+      bytes.data()[i] = static_cast<uint8_t>(i * 7 + i / stride);
+    }
+  }
+  GuardedBuffer bytes;
+};
+
+}  // namespace
+
+TEST(Upload, RowsLandAtTheirOwnStartsWhateverTheSourceStride) {
+  struct Case {
+    uint32_t width, height, stride;
+  };
+  // Under Wine a row pitch is always width * 4: a stride below it stands in for a driver that
+  // aligns rows. A copy of more than a stride per row reads into the source's guard page.
+  const Case cases[] = {{5, 3, 20}, {5, 3, 16}, {64, 7, 200}};
+  SpecialRGBAToTex uploader;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.width << "x" << c.height << " stride " << c.stride);
+    Source source(c.height, c.stride);
+    ASSERT_TRUE(uploader.memoryUploadTex(0, source.bytes.data(), c.width, c.height, c.stride));
+    std::vector<uint8_t> pixels = readTexturePixels(uploader.sharedTexture());
+    ASSERT_EQ(pixels.size(), size_t{c.width} * 4 * c.height);
+    for (uint32_t row = 0; row < c.height; ++row) {
+      EXPECT_EQ(0, memcmp(&pixels[row * c.width * 4], source.bytes.data() + row * c.stride,
+                          std::min(c.stride, c.width * 4)))
+          << "row " << row;
+    }
+  }
+}
