@@ -123,6 +123,9 @@ void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample* sample) {
     if (logLineDue(g_lastNoMixerLine, kLogIntervalMs)) {
       LogPrint(1, "No zarnmixer running ! err=%d", static_cast<int>(GetLastError()));
     }
+    // A stream that met a mixer first has no picture yet; without one the host would go on
+    // showing the dead mixer's last frame.
+    if (m_placeholderFrame.width == 0) LoadBackground(true);
     copyPlaceholderToSample(sampleData);
     m_widthOut = m_widthOutReq;
     m_heightOut = m_heightOutReq;

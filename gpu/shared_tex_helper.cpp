@@ -31,10 +31,7 @@ SharedTexHelper::~SharedTexHelper() {
   }
   releaseAndNull(m_sharedTexture);
   releaseAndNull(m_copyTexture);
-  releaseAndNull(m_context);
-  releaseAndNull(m_device);
-  releaseAndNull(m_adapter);
-  releaseAndNull(m_factory);
+  releaseDevice();
   m_conversionReady = false;
   releaseConversionObjects();
   if (m_compilerModule) FreeLibrary(m_compilerModule);
@@ -75,6 +72,7 @@ bool SharedTexHelper::getFrameFromSharedTex(uint32_t adapterIndex, uint32_t text
 
 void SharedTexHelper::initDeviceForAdapter(uint32_t index) {
   m_adapterIndex = index;
+  releaseDevice();
   m_factory = createDeviceFactory();
   if (!m_factory) return;
   if (FAILED(m_factory->EnumAdapters1(index, &m_adapter))) return;
@@ -82,6 +80,13 @@ void SharedTexHelper::initDeviceForAdapter(uint32_t index) {
   if (SUCCEEDED(createDeviceOnAdapter(m_adapter, &m_device, &m_context, &level))) {
     m_featureLevel = level;
   }
+}
+
+void SharedTexHelper::releaseDevice() {
+  releaseAndNull(m_context);
+  releaseAndNull(m_device);
+  releaseAndNull(m_adapter);
+  releaseAndNull(m_factory);
 }
 
 HRESULT SharedTexHelper::openSharedResource(ID3D11Device* device, HANDLE handle,
@@ -113,6 +118,9 @@ void SharedTexHelper::findAdapterOfSharedTexture(uint32_t textureId) {
     DXGI_ADAPTER_DESC desc = {};
     if (SUCCEEDED(adapter->GetDesc(&desc)) && !isBasicRenderDriver(desc)) {
       D3D_FEATURE_LEVEL level = D3D_FEATURE_LEVEL(0);
+      // A texture that no adapter opens sends every frame through here: nothing may pile up.
+      releaseAndNull(m_context);
+      releaseAndNull(m_device);
       if (SUCCEEDED(createDeviceOnAdapter(adapter, &m_device, &m_context, &level))) {
         m_featureLevel = level;
         openSharedTexture(textureId);

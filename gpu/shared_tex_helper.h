@@ -40,7 +40,9 @@ class SharedTexHelper {
                                      ID3D11Texture2D** texture);
 
  private:
+  // Replaces the device, releasing the one before: an adapter change must not leak it.
   void initDeviceForAdapter(uint32_t index);
+  void releaseDevice();
   void openSharedTexture(uint32_t textureId);
   void findAdapterOfSharedTexture(uint32_t textureId);
   HRESULT createFrameView(ID3D11ShaderResourceView** view);

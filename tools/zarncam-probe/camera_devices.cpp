@@ -2,6 +2,8 @@
 
 #include <functional>
 
+const wchar_t kCameraName[] = L"ZarnCam Pro";
+
 namespace {
 
 // Calls `visit` with each device's moniker and friendly name until it returns false.
@@ -45,12 +47,41 @@ std::vector<std::wstring> videoInputDeviceNames() {
   return names;
 }
 
-IBaseFilter* openVideoInputDevice(const std::wstring& friendlyName) {
-  IBaseFilter* filter = nullptr;
+IMoniker* videoInputDeviceMoniker(const std::wstring& friendlyName) {
+  IMoniker* found = nullptr;
   forEachVideoInputDevice([&](IMoniker* moniker, const std::wstring& name) {
     if (name != friendlyName) return true;
-    moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, reinterpret_cast<void**>(&filter));
+    found = moniker;
+    found->AddRef();
     return false;
   });
+  return found;
+}
+
+IBaseFilter* openVideoInputDevice(IMoniker* device) {
+  IBaseFilter* filter = nullptr;
+  device->BindToObject(nullptr, nullptr, IID_IBaseFilter, reinterpret_cast<void**>(&filter));
   return filter;
+}
+
+IBaseFilter* openVideoInputDevice(const std::wstring& friendlyName) {
+  IMoniker* device = videoInputDeviceMoniker(friendlyName);
+  if (!device) return nullptr;
+  IBaseFilter* filter = openVideoInputDevice(device);
+  device->Release();
+  return filter;
+}
+
+IPin* firstPin(IBaseFilter* filter, PIN_DIRECTION direction) {
+  IEnumPins* pins = nullptr;
+  if (FAILED(filter->EnumPins(&pins))) return nullptr;
+  IPin* pin = nullptr;
+  while (pins->Next(1, &pin, nullptr) == S_OK) {
+    PIN_DIRECTION found;
+    if (SUCCEEDED(pin->QueryDirection(&found)) && found == direction) break;
+    pin->Release();
+    pin = nullptr;
+  }
+  pins->Release();
+  return pin;
 }

@@ -7,14 +7,12 @@
 #include <string>
 
 #include "camera_devices.h"
+#include "camera_formats.h"
+#include "cycle_run.h"
 #include "frame_probe.h"
 #include "probe_options.h"
 
 namespace {
-
-const wchar_t kCameraName[] = L"ZarnCam Pro";
-
-enum ExitCode { kOk = 0, kBadArguments = 2, kNoCamera = 3, kRefused = 4, kFailed = 5 };
 
 int percentile(std::vector<int> values, int percent) {
   std::sort(values.begin(), values.end());
@@ -38,6 +36,11 @@ int main(int argc, char** argv) {
     CoUninitialize();
     return kOk;
   }
+  if (options.cycles > 0) {
+    const int code = runCycles(options);
+    CoUninitialize();
+    return code;
+  }
 
   IBaseFilter* camera = openVideoInputDevice(kCameraName);
   if (!camera) {
@@ -52,7 +55,15 @@ int main(int argc, char** argv) {
   if (options.listCaps) {
     if (!printCapabilities(camera)) code = kFailed;
   } else {
-    ProbeResult result = probeFrames(camera, options);
+    IGraphBuilder* graph = createFilterGraph();
+    ProbeResult result;
+    if (graph) {
+      result = probeFrames(graph, camera, options);
+      graph->Release();
+    } else {
+      result.status = E_FAIL;
+      result.failure = "the platform lacks the filter graph";
+    }
     if (FAILED(result.status)) {
       std::fprintf(stderr, "zarncam-probe: %s (0x%08lX)\n", result.failure.c_str(),
                    static_cast<unsigned long>(result.status));

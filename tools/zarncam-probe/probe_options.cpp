@@ -6,12 +6,17 @@
 
 const char kProbeUsage[] =
     "usage: zarncam-probe [--list] [--caps] [--size WxH] [--fps N] [--format rgb24|rgb32|i420]\n"
-    "                     [--frames N | --seconds S] [--bmp N] [--bmp-folder DIR]\n"
+    "                     [--frames N | --seconds S] [--bmp N] [--bmp-folder DIR] [--cycles N]\n"
     "  --list        the video input devices, as a host sees them\n"
     "  --caps        the capabilities of \"ZarnCam Pro\"\n"
     "  otherwise     opens \"ZarnCam Pro\" at the size, rate and format given (default 1280x720,\n"
     "                30 fps, rgb32), receives frames and prints their rate and age\n"
-    "  --bmp N       writes the first N frames as BMP files (rgb24 and rgb32 only)\n";
+    "  --bmp N       writes the first N frames as BMP files (rgb24 and rgb32 only)\n"
+    "  --cycles N    N times: opens the camera from the device list, sets a catalogue row that\n"
+    "                changes from cycle to cycle, runs until --frames (default 10) or --seconds\n"
+    "                (default 10), stops and releases it; prints each cycle, the frames from the\n"
+    "                mixer and the placeholder, the process's handle count after the first and\n"
+    "                the last cycle, and the camera's holder after the last stop\n";
 
 namespace {
 
@@ -29,7 +34,7 @@ bool parseProbeOptions(int argc, char** argv, ProbeOptions& options, std::string
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
     bool takesValue = arg == "--size" || arg == "--fps" || arg == "--format" || arg == "--frames" ||
-                      arg == "--seconds" || arg == "--bmp" || arg == "--bmp-folder";
+                      arg == "--seconds" || arg == "--bmp" || arg == "--bmp-folder" || arg == "--cycles";
     if (takesValue && i + 1 >= argc) {
       error = arg + " wants a value";
       return false;
@@ -56,8 +61,11 @@ bool parseProbeOptions(int argc, char** argv, ProbeOptions& options, std::string
         error = std::string("--format wants rgb24, rgb32 or i420, not ") + value;
         return false;
       }
-    } else if (arg == "--frames" || arg == "--seconds" || arg == "--bmp") {
-      int& target = arg == "--frames" ? options.frames : arg == "--seconds" ? options.seconds : options.bmpFrames;
+    } else if (arg == "--frames" || arg == "--seconds" || arg == "--bmp" || arg == "--cycles") {
+      int& target = arg == "--frames"    ? options.frames
+                    : arg == "--seconds" ? options.seconds
+                    : arg == "--cycles"  ? options.cycles
+                                         : options.bmpFrames;
       if (!wholeNumber(value, 0, 1000000, target)) {
         error = arg + " wants a whole number, not " + value;
         return false;
@@ -69,5 +77,8 @@ bool parseProbeOptions(int argc, char** argv, ProbeOptions& options, std::string
       return false;
     }
   }
+  // A cycle always ends by itself.
+  if (options.cycles > 0 && options.frames == 0 && options.seconds == 0) options.frames = 10;
+  if (options.cycles > 0 && options.seconds == 0) options.seconds = 10;
   return true;
 }

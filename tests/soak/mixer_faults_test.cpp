@@ -1,0 +1,75 @@
+// A real host (zarncam-probe) on the registered camera while the mixer dies under it, and while
+// a hostile writer fills the frame region with records that break every rule.
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <timeapi.h>
+
+#include <algorithm>
+
+#include "tests/soak/frame_writer.h"
+#include "tests/soak/probe_host.h"
+#include "tests/soak/registered_camera_test.h"
+
+namespace zarn::test {
+namespace {
+
+const DWORD kHostStartMs = 30000;
+// A cycle of 3 s with the graph built and taken down; a host that takes longer hangs.
+const DWORD kCycleTimeoutMs = 30000;
+const DWORD kFallBackBoundMs = 1000;
+
+using MixerFaultsTest = RegisteredCameraTest;
+
+TEST_F(MixerFaultsTest, HostShowsThePlaceholderWithinASecondOfTheMixersDeathAndTheNextMixersFrames) {
+  // The host opens on a running mixer, so it has never shown the placeholder before the kill.
+  ChildProcess mixer = startFrameWriter(L"zarnmixer-sim.exe", L"--fps 30 --seconds 60");
+  ASSERT_TRUE(mixer.valid()) << frameWriterOutput(L"zarnmixer-sim.exe");
+  ProbeHost host(L"--cycles 2 --frames 0 --seconds 10");
+  ASSERT_TRUE(host.waitForSource("mixer", kHostStartMs)) << host.output();
+  Sleep(500);
+  const DWORD killedAt = timeGetTime();
+  mixer.kill();
+  const std::optional<DWORD> fellBackAt = host.waitForSource("placeholder", 5000);
+  ASSERT_TRUE(fellBackAt) << host.output();
+
+  const DWORD restartedAt = timeGetTime();
+  ChildProcess next = startFrameWriter(L"zarnmixer-sim.exe", L"--fps 30 --seconds 60");
+  ASSERT_TRUE(next.valid()) << frameWriterOutput(L"zarnmixer-sim.exe");
+  const std::optional<DWORD> recoveredAt = host.waitForSource("mixer", 5000);
+  const ProbeReport report = host.finish(60000);
+  std::printf("[mixer killed] placeholder %ld ms after the kill, mixer frames %ld ms after the "
+              "restart\n",
+              long(*fellBackAt - killedAt), recoveredAt ? long(*recoveredAt - restartedAt) : -1L);
+  printSoakCounts("mixer killed", report);
+
+  EXPECT_LT(*fellBackAt - killedAt, kFallBackBoundMs);
+  EXPECT_TRUE(recoveredAt) << host.output();
+  EXPECT_TRUE(ranClean(report, 2)) << host.output();
+  EXPECT_GT(report.lastCycleMixerFrames, 0);
+}
+
+TEST_F(MixerFaultsTest, HostileWriterCrashesNoHost) {
+  const int seconds = scaleFromEnvironment("ZARN_HOSTILE_SECONDS", 15);
+  const int seed = scaleFromEnvironment("ZARN_HOSTILE_SEED", 1);
+  const int cycles = std::max(2, seconds / 3);
+  // The host gets a new filter every 3 s; the writer keeps on about as long.
+  ChildProcess writer = startFrameWriter(
+      L"zarnmixer-hostile.exe", L"--seed " + std::to_wstring(seed) + L" --rate 60 --seconds " +
+                                    std::to_wstring(cycles * 3));
+  ASSERT_TRUE(writer.valid()) << frameWriterOutput(L"zarnmixer-hostile.exe");
+
+  ProbeHost host(L"--cycles " + std::to_wstring(cycles) + L" --frames 0 --seconds 3");
+  for (int cycle = 1; cycle < cycles;) {
+    if (!host.waitForCycle(cycle++, kCycleTimeoutMs)) break;
+  }
+  const ProbeReport report = host.finish(kCycleTimeoutMs);
+  writer.wait(30000);
+  std::printf("[hostile writer] %s", frameWriterOutput(L"zarnmixer-hostile.exe").c_str());
+  printSoakCounts("hostile writer", report);
+
+  EXPECT_TRUE(ranClean(report, cycles)) << host.output();
+  EXPECT_GT(report.frames, 0);
+}
+
+}  // namespace
+}  // namespace zarn::test

@@ -1,0 +1,155 @@
+#include "tests/soak/probe_host.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+#include <vector>
+
+#include "tests/e2e/output_file.h"
+#include "tests/support/install_layout.h"
+
+namespace zarn::test {
+namespace {
+
+// The probe's own exit codes; anything else is the code of a fault that ended it.
+bool isProbeExitCode(DWORD code) { return code <= 5; }
+
+std::wstring freshOutputPath() {
+  wchar_t temp[MAX_PATH] = {};
+  GetTempPathW(MAX_PATH, temp);
+  static int serial = 0;
+  return std::wstring(temp) + L"zarn-soak-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+         std::to_wstring(++serial) + L".log";
+}
+
+// The next whole line of `text` from `at`, without its line end; false when none is complete.
+bool nextLine(const std::string& text, size_t& at, std::string& line) {
+  const size_t end = text.find('\n', at);
+  if (end == std::string::npos) return false;
+  line = text.substr(at, end - at);
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  at = end + 1;
+  return true;
+}
+
+// What follows `start` on each line that begins with it.
+std::vector<std::string> linesAfter(const std::string& text, const std::string& start) {
+  std::vector<std::string> found;
+  std::string line;
+  for (size_t at = 0; nextLine(text, at, line);) {
+    if (line.compare(0, start.size(), start) == 0) found.push_back(line.substr(start.size()));
+  }
+  return found;
+}
+
+std::optional<std::string> lastLineAfter(const std::string& text, const std::string& start) {
+  const std::vector<std::string> found = linesAfter(text, start);
+  if (found.empty()) return std::nullopt;
+  return found.back();
+}
+
+}  // namespace
+
+ProbeHost::ProbeHost(const std::wstring& arguments) : m_outputPath(freshOutputPath()) {
+  m_process = startWithOutputFile(executableFolder() + L"zarncam-probe.exe", arguments, m_outputPath);
+}
+
+ProbeHost::~ProbeHost() {
+  m_process.kill();
+  DeleteFileW(m_outputPath.c_str());
+}
+
+std::string ProbeHost::output() const { return readFileBytes(m_outputPath); }
+
+std::optional<std::string> ProbeHost::waitForLine(const std::string& start, DWORD timeoutMs) {
+  const DWORD begin = GetTickCount();
+  do {
+    const std::string text = output();
+    std::string line;
+    while (nextLine(text, m_readUpTo, line)) {
+      if (line.compare(0, start.size(), start) == 0) return line.substr(start.size());
+    }
+    Sleep(20);
+  } while (GetTickCount() - begin < timeoutMs);
+  return std::nullopt;
+}
+
+bool ProbeHost::waitForCycle(int cycle, DWORD timeoutMs) {
+  return waitForLine("cycle " + std::to_string(cycle) + " of", timeoutMs).has_value();
+}
+
+std::optional<DWORD> ProbeHost::waitForSource(const std::string& source, DWORD timeoutMs) {
+  const std::optional<std::string> rest = waitForLine("frames from the " + source + " at ", timeoutMs);
+  if (!rest) return std::nullopt;
+  return DWORD(std::strtoul(rest->c_str(), nullptr, 10));
+}
+
+ProbeReport ProbeHost::finish(DWORD timeoutMs) {
+  ProbeReport report;
+  const std::optional<DWORD> code = m_process.wait(timeoutMs);
+  if (!code) {
+    report.hung = true;
+    m_process.kill();
+  } else {
+    report.exitCode = *code;
+    report.crashed = !isProbeExitCode(*code);
+  }
+  const std::string text = output();
+  // Counted from the cycles' own lines too, for a probe that never reached its totals.
+  const std::vector<std::string> cycles = linesAfter(text, "cycle ");
+  report.cyclesDone = int(cycles.size());
+  if (!cycles.empty()) {
+    const size_t frames = cycles.back().find(" frames (");
+    if (frames != std::string::npos) report.lastCycleMixerFrames = std::atoi(cycles.back().c_str() + frames + 9);
+  }
+  if (auto line = lastLineAfter(text, "cycles done: ")) {
+    int total = 0;
+    std::sscanf(line->c_str(), "%d of %d, %d failed", &report.cyclesDone, &total, &report.cyclesFailed);
+  }
+  if (auto line = lastLineAfter(text, "frames delivered: ")) {
+    std::sscanf(line->c_str(), "%d (mixer %d", &report.frames, &report.mixerFrames);
+  }
+  if (auto line = lastLineAfter(text, "handle count: ")) {
+    std::sscanf(line->c_str(), "%lu after the first cycle, %lu", &report.handlesAfterFirst,
+                &report.handlesAfterLast);
+  }
+  if (auto line = lastLineAfter(text, "claim after the last stop: ")) {
+    report.claimAfterStop = uint32_t(std::strtoul(line->c_str(), nullptr, 10));
+  }
+  return report;
+}
+
+void printSoakCounts(const char* scenario, const ProbeReport& report) {
+  std::printf(
+      "[%s] cycles done %d (%d failed), crashes %d, hangs %d, frames delivered %d (mixer %d, "
+      "placeholder %d), handles %lu -> %lu, claim after the last stop %s\n",
+      scenario, report.cyclesDone, report.cyclesFailed, report.crashed ? 1 : 0, report.hung ? 1 : 0,
+      report.frames, report.mixerFrames, report.frames - report.mixerFrames,
+      report.handlesAfterFirst, report.handlesAfterLast,
+      report.claimAfterStop ? std::to_string(*report.claimAfterStop).c_str() : "unknown");
+  std::fflush(stdout);
+}
+
+::testing::AssertionResult ranClean(const ProbeReport& report, int cycles) {
+  std::ostringstream faults;
+  if (report.crashed) faults << " the host crashed with 0x" << std::hex << report.exitCode << std::dec << ";";
+  if (report.hung) faults << " the host hung and was stopped;";
+  if (report.cyclesDone != cycles || report.cyclesFailed != 0) {
+    faults << " " << report.cyclesDone << " of " << cycles << " cycles done, " << report.cyclesFailed
+           << " failed;";
+  }
+  if (report.handlesAfterLast > report.handlesAfterFirst) {
+    faults << " handles grew from " << report.handlesAfterFirst << " to " << report.handlesAfterLast << ";";
+  }
+  if (report.claimAfterStop != std::optional<uint32_t>(0)) faults << " the camera was not given back;";
+  if (faults.str().empty()) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << faults.str();
+}
+
+int scaleFromEnvironment(const char* name, int fallback) {
+  const char* value = std::getenv(name);
+  const int parsed = value ? std::atoi(value) : 0;
+  return parsed > 0 ? parsed : fallback;
+}
+
+}  // namespace zarn::test

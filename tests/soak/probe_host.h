@@ -1,0 +1,66 @@
+#pragma once
+// zarncam-probe as a real host process in its cycle mode, its output read back while it runs,
+// and its totals with the counts of a soak: cycles done, crashes, frames, handles, claim.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <optional>
+#include <string>
+
+#include "tests/support/child_process.h"
+
+namespace zarn::test {
+
+struct ProbeReport {
+  bool crashed = false;  // ended by a fault rather than with one of its own exit codes
+  bool hung = false;     // still running at the bound, and stopped
+  DWORD exitCode = 0;
+  int cyclesDone = 0;
+  int cyclesFailed = 0;
+  int frames = 0;
+  int mixerFrames = 0;
+  int lastCycleMixerFrames = 0;
+  unsigned long handlesAfterFirst = 0;
+  unsigned long handlesAfterLast = 0;
+  std::optional<uint32_t> claimAfterStop;  // absent when the probe never printed it
+};
+
+class ProbeHost {
+ public:
+  // Starts the probe beside the test with `arguments`, its output going to a file of its own.
+  explicit ProbeHost(const std::wstring& arguments);
+  ~ProbeHost();
+  ProbeHost(const ProbeHost&) = delete;
+  ProbeHost& operator=(const ProbeHost&) = delete;
+
+  ChildProcess& process() { return m_process; }
+  std::string output() const;
+
+  // Waits for a line that starts with `start`, after the lines already taken by earlier calls;
+  // the rest of the line, or nothing at the bound.
+  std::optional<std::string> waitForLine(const std::string& start, DWORD timeoutMs);
+  // True once the line of cycle `cycle` is out, false at the bound: a cycle that hangs.
+  bool waitForCycle(int cycle, DWORD timeoutMs);
+  // "frames from the mixer" or "... placeholder": the time (timeGetTime) of its first frame.
+  std::optional<DWORD> waitForSource(const std::string& source, DWORD timeoutMs);
+
+  // Waits for the probe to end, stopping it at the bound, and reads its totals.
+  ProbeReport finish(DWORD timeoutMs);
+
+ private:
+  std::wstring m_outputPath;
+  ChildProcess m_process;
+  size_t m_readUpTo = 0;
+};
+
+// The counts of one scenario, on one line of the test's output.
+void printSoakCounts(const char* scenario, const ProbeReport& report);
+
+// Every cycle ran, no host crashed or hung, the handle count didn't grow, and the camera was
+// given back.
+::testing::AssertionResult ranClean(const ProbeReport& report, int cycles);
+
+// A whole number from the environment, for the long runs of the scripts; `fallback` without it.
+int scaleFromEnvironment(const char* name, int fallback);
+
+}  // namespace zarn::test
