@@ -1,5 +1,6 @@
 #include "tests/support/child_process.h"
 
+#include <cstdio>
 #include <map>
 
 namespace zarn::test {
@@ -59,11 +60,17 @@ ChildProcess ChildProcess::start(const std::wstring& path, const std::wstring& a
   startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
   PROCESS_INFORMATION info = {};
   ChildProcess child;
-  if (CreateProcessW(path.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                     &startup, &info)) {
-    CloseHandle(info.hThread);
-    child.m_process = info.hProcess;
-    child.m_pid = info.dwProcessId;
+  // Wine on a loaded machine now and then refuses a new process for a moment.
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    if (CreateProcessW(path.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                       nullptr, &startup, &info)) {
+      CloseHandle(info.hThread);
+      child.m_process = info.hProcess;
+      child.m_pid = info.dwProcessId;
+      break;
+    }
+    std::fprintf(stderr, "CreateProcess %ls failed (error %lu)\n", path.c_str(), GetLastError());
+    Sleep(500);
   }
   return child;
 }
