@@ -14,12 +14,23 @@ bool lockForAppend(HANDLE file, bool lock) {
               : UnlockFileEx(file, 0, 1, 0, &at) != FALSE;
 }
 
+class ExclusiveHold {
+ public:
+  explicit ExclusiveHold(SRWLOCK& lock) : m_lock(lock) { AcquireSRWLockExclusive(&m_lock); }
+  ~ExclusiveHold() { ReleaseSRWLockExclusive(&m_lock); }
+  ExclusiveHold(const ExclusiveHold&) = delete;
+  ExclusiveHold& operator=(const ExclusiveHold&) = delete;
+
+ private:
+  SRWLOCK& m_lock;
+};
+
 }  // namespace
 
 SharedFileBuf::~SharedFileBuf() { close(); }
 
 bool SharedFileBuf::open(const std::wstring& path, std::ios::openmode mode) {
-  std::lock_guard<std::mutex> hold(m_lock);
+  ExclusiveHold hold(m_lock);
   if (m_file != INVALID_HANDLE_VALUE) return false;
   // Append-only access makes each write land whole at the end, whoever else appends meanwhile.
   // Reading is asked for too, because byte-range locks need it.
@@ -32,7 +43,7 @@ bool SharedFileBuf::open(const std::wstring& path, std::ios::openmode mode) {
 }
 
 bool SharedFileBuf::close() {
-  std::lock_guard<std::mutex> hold(m_lock);
+  ExclusiveHold hold(m_lock);
   if (m_file == INVALID_HANDLE_VALUE) return false;
   bool written = writePending();
   bool closed = CloseHandle(m_file) != FALSE;
@@ -41,7 +52,7 @@ bool SharedFileBuf::close() {
 }
 
 bool SharedFileBuf::isOpen() const {
-  std::lock_guard<std::mutex> hold(m_lock);
+  ExclusiveHold hold(m_lock);
   return m_file != INVALID_HANDLE_VALUE;
 }
 
@@ -52,7 +63,7 @@ SharedFileBuf::int_type SharedFileBuf::overflow(int_type c) {
 }
 
 std::streamsize SharedFileBuf::xsputn(const char* text, std::streamsize count) {
-  std::lock_guard<std::mutex> hold(m_lock);
+  ExclusiveHold hold(m_lock);
   if (m_file == INVALID_HANDLE_VALUE) return 0;
   for (std::streamsize i = 0; i < count; ++i) {
     if (text[i] == '\n') m_pending += '\r';
@@ -62,7 +73,7 @@ std::streamsize SharedFileBuf::xsputn(const char* text, std::streamsize count) {
 }
 
 int SharedFileBuf::sync() {
-  std::lock_guard<std::mutex> hold(m_lock);
+  ExclusiveHold hold(m_lock);
   return m_file != INVALID_HANDLE_VALUE && writePending() ? 0 : -1;
 }
 

@@ -3,7 +3,6 @@
 // at the same time, with the platform's text line ends.
 #include <windows.h>
 
-#include <mutex>
 #include <ostream>
 #include <streambuf>
 #include <string>
@@ -25,7 +24,8 @@ class SharedFileBuf : public std::streambuf {
   bool writePending();
 
   // The timer thread closes and reopens the file while other threads may be writing to it.
-  mutable std::mutex m_lock;
+  // A slim lock holds no kernel object, where a contended std::mutex keeps one for good.
+  mutable SRWLOCK m_lock = SRWLOCK_INIT;
   HANDLE m_file = INVALID_HANDLE_VALUE;
   bool m_appending = false;
   // Everything since the last flush, so that a flush lands in the file as one write.

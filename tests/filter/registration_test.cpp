@@ -17,7 +17,6 @@ const wchar_t kGeneralFilterEntry[] =
     L"{60A485B6-17AA-4D91-8139-60C1A095EEF6}";
 
 using ServerCall = HRESULT(STDAPICALLTYPE*)();
-using GetClassObjectCall = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
 
 std::wstring stringValue(const wchar_t* key, const wchar_t* name) {
   wchar_t text[1024];
@@ -91,8 +90,7 @@ class Registration : public ::testing::Test {
     registerServer = entry<ServerCall>("DllRegisterServer");
     unregisterServer = entry<ServerCall>("DllUnregisterServer");
     canUnloadNow = entry<ServerCall>("DllCanUnloadNow");
-    getClassObject = entry<GetClassObjectCall>("DllGetClassObject");
-    ASSERT_TRUE(registerServer && unregisterServer && canUnloadNow && getClassObject);
+    ASSERT_TRUE(registerServer && unregisterServer && canUnloadNow);
   }
 
   void TearDown() override {
@@ -115,7 +113,6 @@ class Registration : public ::testing::Test {
   ServerCall registerServer = nullptr;
   ServerCall unregisterServer = nullptr;
   ServerCall canUnloadNow = nullptr;
-  GetClassObjectCall getClassObject = nullptr;
 };
 
 TEST_F(Registration, RegisteringTwiceLeavesOneClassKeyAndOneCategoryEntry) {
@@ -189,19 +186,6 @@ TEST_F(Registration, UnregisteringRemovesEverythingAndIsNoFailureWhenAbsent) {
   Camera camera = enumerateCameras();
   EXPECT_EQ(0, camera.count);
   if (camera.moniker) camera.moniker->Release();
-}
-
-TEST_F(Registration, ClassObjectOnlyForTheCamerasClass) {
-  CLSID camera = {};
-  CLSIDFromString(kClsidText, &camera);
-  IClassFactory* factory = nullptr;
-  ASSERT_EQ(S_OK, getClassObject(camera, IID_IClassFactory, reinterpret_cast<void**>(&factory)));
-  factory->Release();
-
-  void* other = reinterpret_cast<void*>(1);
-  EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE, getClassObject(CLSID_SystemDeviceEnum, IID_IClassFactory,
-                                                      &other));
-  EXPECT_EQ(nullptr, other);
 }
 
 }  // namespace

@@ -2,13 +2,14 @@
 #include <windows.h>
 #include <dshow.h>
 
-#include "diag/log_line_queue.h"
+#include "delivery/format_tags.h"
 #include "filter/capture_format_catalogue.h"
 #include "filter/media_subtypes.h"
 #include "filter/vcam.h"
 #include "filter/vcam_stream.h"
 #include "link/vcam_param_channel.h"
 #include "media/media_type.h"
+#include "tests/filter/held_filter.h"
 
 namespace {
 
@@ -19,20 +20,14 @@ const BITMAPINFOHEADER& headerOf(const AM_MEDIA_TYPE& type) {
 class StreamConfig : public ::testing::Test {
  protected:
   void SetUp() override {
-    LogLineQueue::create();
     mixer.openOrCreate(1280, 720, 25, 0);
     mixer.setEnableVCamConnect(true);
     mixer.setOpeningProcessId(0);
-    HRESULT hr = S_OK;
-    filter = static_cast<CVCam*>(CVCam::CreateInstance(nullptr, &hr));
-    filter->AddRef();
-    pin = filter->stream();
   }
-  void TearDown() override { EXPECT_EQ(filter->Release(), 0u); }
 
+  HeldFilter held;
+  CVCamStream* const pin = held.pin();
   VCamParamChannel mixer;
-  CVCam* filter = nullptr;
-  CVCamStream* pin = nullptr;
 };
 
 }  // namespace
@@ -40,7 +35,7 @@ class StreamConfig : public ::testing::Test {
 TEST_F(StreamConfig, ConfigurationInterfacesOnTheFilterAreThePins) {
   for (const GUID& iid : {IID_IAMStreamConfig, IID_IKsPropertySet}) {
     IUnknown* part = nullptr;
-    ASSERT_EQ(filter->QueryInterface(iid, reinterpret_cast<void**>(&part)), S_OK);
+    ASSERT_EQ(held->QueryInterface(iid, reinterpret_cast<void**>(&part)), S_OK);
     IPin* asPin = nullptr;
     ASSERT_EQ(part->QueryInterface(IID_IPin, reinterpret_cast<void**>(&asPin)), S_OK);
     EXPECT_EQ(asPin, static_cast<IPin*>(pin));
@@ -60,13 +55,17 @@ TEST_F(StreamConfig, EachCapabilityIsOneExactCatalogueRow) {
     LONG width, height;
     REFERENCE_TIME period;
     WORD bitCount;
+    DWORD compression;
     GUID subtype;
     DWORD imageSize;
   };
   const Case cases[] = {
-      {0, 1080, 1920, 400000, 24, MEDIASUBTYPE_RGB24, 6220800},
-      {88, 1080, 1920, 400000, 32, MEDIASUBTYPE_RGB32, 8294400},
-      {263, 324, 360, 166666, 12, MEDIASUBTYPE_I420, 174960},
+      {0, 1080, 1920, 400000, 24, BI_RGB, MEDIASUBTYPE_RGB24, 6220800},
+      {1, 1920, 1080, 400000, 24, BI_RGB, MEDIASUBTYPE_RGB24, 6220800},
+      {22, 1080, 1920, 666666, 24, BI_RGB, MEDIASUBTYPE_RGB24, 6220800},
+      {88, 1080, 1920, 400000, 32, BI_RGB, MEDIASUBTYPE_RGB32, 8294400},
+      {176, 1080, 1920, 400000, 12, kTagI420, MEDIASUBTYPE_I420, 3110400},
+      {263, 324, 360, 166666, 12, kTagI420, MEDIASUBTYPE_I420, 174960},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.row);
@@ -82,6 +81,7 @@ TEST_F(StreamConfig, EachCapabilityIsOneExactCatalogueRow) {
     EXPECT_EQ(header.biWidth, c.width);
     EXPECT_EQ(header.biHeight, c.height);
     EXPECT_EQ(header.biBitCount, c.bitCount);
+    EXPECT_EQ(header.biCompression, c.compression);
     EXPECT_EQ(header.biSizeImage, c.imageSize);
     EXPECT_EQ(reinterpret_cast<VIDEOINFOHEADER*>(type->pbFormat)->AvgTimePerFrame, c.period);
 

@@ -1,25 +1,17 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include "diag/log_line_queue.h"
-#include "filter/vcam.h"
-#include "filter/vcam_stream.h"
 #include "link/vcam_param_channel.h"
+#include "tests/filter/held_filter.h"
 
 namespace {
 
 class StreamControls : public ::testing::Test {
  protected:
   void SetUp() override {
-    LogLineQueue::create();
-    HRESULT hr = S_OK;
-    filter = static_cast<CVCam*>(CVCam::CreateInstance(nullptr, &hr));
-    filter->AddRef();
-    stream = filter->stream();
     mixer.openOrCreate(1280, 720, 25, 0);
     mixer.setOpeningProcessId(0);
   }
-  void TearDown() override { EXPECT_EQ(filter->Release(), 0u); }
 
   int publishedFps() {
     int32_t width = 0, height = 0, fps = 0;
@@ -28,8 +20,8 @@ class StreamControls : public ::testing::Test {
     return fps;
   }
 
-  CVCam* filter = nullptr;
-  CVCamStream* stream = nullptr;
+  HeldFilter held;
+  CVCamStream* const stream = held.pin();
   VCamParamChannel mixer;
 };
 

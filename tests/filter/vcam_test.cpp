@@ -5,7 +5,6 @@
 
 #include <cstdio>
 
-#include "diag/log_line_queue.h"
 #include "filter/vcam_stream.h"
 #include "filter/zarn_interfaces.h"
 #include "link/vcam_param_channel.h"
@@ -22,7 +21,6 @@ const wchar_t kStopEventName[] = L"ZARN_TEST_VCAM_STOP_HOLDER";
 class VCamFilter : public ::testing::Test {
  protected:
   void SetUp() override {
-    LogLineQueue::create();
     mixer.openOrCreate(1280, 720, 25, 0);
     setHolder(0);
   }
@@ -34,7 +32,6 @@ class VCamFilter : public ::testing::Test {
 
 // Another host: runs its own filter, then stops when told.
 ZARN_CHILD_ROLE(run_until_told) {
-  LogLineQueue::create();
   HANDLE stop = CreateEventW(nullptr, TRUE, FALSE, kStopEventName);
   {
     HeldFilter filter;

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <thread>
 
-#include "media/allocator.h"
+#include "media/unknown.h"
 #include "tests/media/media_test_support.h"
 
 namespace {
@@ -15,10 +15,7 @@ using zarn::test::waitUntil;
 class AllocatorTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    HRESULT hr = S_OK;
-    m_object = new CMemAllocator(nullptr, nullptr, &hr);
-    m_object->NonDelegatingQueryInterface(IID_IMemAllocator,
-                                          reinterpret_cast<void**>(&m_allocator));
+    m_allocator = zarn::test::newMemAllocator();
     m_objectsBefore = CBaseObject::ObjectsActive();
   }
   void TearDown() override {
@@ -36,7 +33,6 @@ class AllocatorTest : public ::testing::Test {
     ASSERT_EQ(S_OK, m_allocator->Commit());
   }
 
-  CMemAllocator* m_object = nullptr;
   IMemAllocator* m_allocator = nullptr;
   LONG m_objectsBefore = 0;
 };

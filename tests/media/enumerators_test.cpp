@@ -2,25 +2,13 @@
 #include <windows.h>
 #include <dshow.h>
 
-#include "tests/media/media_test_support.h"
-#include "tests/media/test_source.h"
+#include "tests/media/source_sink_fixture.h"
 
 namespace {
 
-using zarn::test::TestSource;
 using zarn::test::TestStream;
-using zarn::test::videoType;
 
-class EnumeratorsTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    m_source = new TestSource();
-    m_source->AddRef();
-  }
-  void TearDown() override { EXPECT_EQ(0u, m_source->Release()); }
-
-  TestSource* m_source = nullptr;
-};
+using EnumeratorsTest = zarn::test::SourceSinkTest;
 
 TEST_F(EnumeratorsTest, PinEnumeratorReturnsAnAddedPinAndNotTheOnesBefore) {
   IEnumPins* pins = nullptr;
@@ -28,7 +16,7 @@ TEST_F(EnumeratorsTest, PinEnumeratorReturnsAnAddedPinAndNotTheOnesBefore) {
   IPin* got[2] = {};
   ULONG fetched = 0;
   ASSERT_EQ(S_OK, pins->Next(1, got, &fetched));
-  EXPECT_EQ(static_cast<IPin*>(m_source->stream()), got[0]);
+  EXPECT_EQ(static_cast<IPin*>(m_stream), got[0]);
   got[0]->Release();
 
   TestStream* added = m_source->addStream();
@@ -60,10 +48,9 @@ TEST_F(EnumeratorsTest, PinEnumeratorOutOfSyncRefusesSkipAndClone) {
 }
 
 TEST_F(EnumeratorsTest, MediaTypeEnumeratorIsOutOfSyncUntilReset) {
-  TestStream* stream = m_source->stream();
   IEnumMediaTypes* types = nullptr;
-  ASSERT_EQ(S_OK, stream->EnumMediaTypes(&types));
-  stream->IncrementTypeVersion();
+  ASSERT_EQ(S_OK, m_stream->EnumMediaTypes(&types));
+  m_stream->IncrementTypeVersion();
 
   AM_MEDIA_TYPE* got[2] = {};
   ULONG fetched = 7;
@@ -76,7 +63,7 @@ TEST_F(EnumeratorsTest, MediaTypeEnumeratorIsOutOfSyncUntilReset) {
   ASSERT_EQ(S_OK, types->Reset());
   ASSERT_EQ(S_FALSE, types->Next(2, got, &fetched));
   ASSERT_EQ(1u, fetched);
-  EXPECT_TRUE(stream->type == *static_cast<CMediaType*>(got[0]));
+  EXPECT_TRUE(m_stream->type == *static_cast<CMediaType*>(got[0]));
   DeleteMediaType(got[0]);
   types->Release();
 }

@@ -7,13 +7,10 @@
 
 #include "media/base_filter.h"
 #include "media/base_pin.h"
-#include "tests/media/media_test_support.h"
-#include "tests/media/test_source.h"
+#include "tests/media/source_sink_fixture.h"
 
 namespace {
 
-using zarn::test::TestSource;
-using zarn::test::TestStream;
 using zarn::test::videoType;
 
 // A pin that looks connected and answers activation with scripted codes.
@@ -108,23 +105,7 @@ TEST(FilterStateTest, DisconnectNeedsAStoppedFilter) {
   filter.Stop();
 }
 
-class SourcePinTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    m_objectsBefore = CBaseObject::ObjectsActive();
-    m_source = new TestSource();
-    m_source->AddRef();
-    m_stream = m_source->stream();
-  }
-  void TearDown() override {
-    EXPECT_EQ(0u, m_source->Release());
-    EXPECT_EQ(m_objectsBefore, CBaseObject::ObjectsActive());
-  }
-
-  LONG m_objectsBefore = 0;
-  TestSource* m_source = nullptr;
-  TestStream* m_stream = nullptr;
-};
+using SourcePinTest = zarn::test::SourceSinkTest;
 
 TEST_F(SourcePinTest, InterfacesOfFilterAndPin) {
   struct Case {

@@ -2,17 +2,10 @@
 #include <windows.h>
 #include <dshow.h>
 
-#include "tests/media/media_test_support.h"
-#include "tests/media/test_sink.h"
-#include "tests/media/test_source.h"
+#include "tests/media/source_sink_fixture.h"
 
 namespace {
 
-using zarn::test::ComScope;
-using zarn::test::TestInputPin;
-using zarn::test::TestSinkFilter;
-using zarn::test::TestSource;
-using zarn::test::TestStream;
 using zarn::test::waitUntil;
 
 // Reads the graph's events until one with `code` and `param1` arrives, for at most 5 s. Wine
@@ -35,21 +28,15 @@ bool waitForEvent(IMediaEvent* events, long code, LONG_PTR param1) {
 }
 
 // The test source and sink inside the platform's own filter graph manager.
-class GraphTest : public ::testing::Test {
+class GraphTest : public zarn::test::SourceSinkTest {
  protected:
   void SetUp() override {
-    m_objectsBefore = CBaseObject::ObjectsActive();
+    SourceSinkTest::SetUp();
     ASSERT_EQ(S_OK, CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER,
                                      IID_IGraphBuilder, reinterpret_cast<void**>(&m_graph)));
     m_graph->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(&m_control));
-    m_source = new TestSource();
-    m_source->AddRef();
-    m_sink = new TestSinkFilter();
-    m_sink->AddRef();
     ASSERT_EQ(S_OK, m_graph->AddFilter(m_source, L"Test source"));
     ASSERT_EQ(S_OK, m_graph->AddFilter(m_sink, L"Test sink"));
-    m_stream = m_source->stream();
-    m_in = m_sink->pin();
   }
   void TearDown() override {
     if (m_control) {
@@ -59,9 +46,7 @@ class GraphTest : public ::testing::Test {
     if (m_graph) {
       m_graph->Release();
     }
-    m_source->Release();
-    m_sink->Release();
-    EXPECT_EQ(m_objectsBefore, CBaseObject::ObjectsActive());
+    SourceSinkTest::TearDown();
   }
 
   // Runs the graph until the sink has `count` more samples than before.
@@ -71,18 +56,11 @@ class GraphTest : public ::testing::Test {
     EXPECT_TRUE(waitUntil([&] { return m_in->received >= before + count; }));
   }
 
-  ComScope m_com;
-  LONG m_objectsBefore = 0;
   IGraphBuilder* m_graph = nullptr;
   IMediaControl* m_control = nullptr;
-  TestSource* m_source = nullptr;
-  TestSinkFilter* m_sink = nullptr;
-  TestStream* m_stream = nullptr;
-  TestInputPin* m_in = nullptr;
 };
 
 TEST_F(GraphTest, StreamsStopsAndRestartsThroughTheFrameworkAllocator) {
-  m_in->offerAllocator = true;
   ASSERT_EQ(S_OK, m_graph->ConnectDirect(m_stream, m_in, nullptr));
   EXPECT_EQ(m_in->ownAllocator, m_in->notifiedAllocator);
 
@@ -108,6 +86,7 @@ TEST_F(GraphTest, StreamsStopsAndRestartsThroughTheFrameworkAllocator) {
 }
 
 TEST_F(GraphTest, ConnectsThroughTheGraphsOwnChoiceWithTheDefaultAllocator) {
+  m_in->offerAllocator = false;
   ASSERT_EQ(S_OK, m_graph->Connect(m_stream, m_in));
   ASSERT_NE(nullptr, m_in->notifiedAllocator);
   EXPECT_NE(m_in->ownAllocator, m_in->notifiedAllocator);

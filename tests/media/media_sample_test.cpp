@@ -4,7 +4,6 @@
 
 #include <cstddef>
 
-#include "media/allocator.h"
 #include "tests/media/media_test_support.h"
 
 namespace {
@@ -15,9 +14,7 @@ using zarn::test::videoType;
 class MediaSampleTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    HRESULT hr = S_OK;
-    (new CMemAllocator(nullptr, nullptr, &hr))
-        ->NonDelegatingQueryInterface(IID_IMemAllocator, reinterpret_cast<void**>(&m_allocator));
+    m_allocator = zarn::test::newMemAllocator();
     ALLOCATOR_PROPERTIES request = {2, 100, 1, 0};
     ALLOCATOR_PROPERTIES actual;
     ASSERT_EQ(S_OK, m_allocator->SetProperties(&request, &actual));

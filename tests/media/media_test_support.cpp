@@ -2,7 +2,17 @@
 
 #include <uuids.h>
 
+#include "media/allocator.h"
+
 namespace zarn::test {
+
+IMemAllocator* newMemAllocator() {
+  HRESULT hr = S_OK;
+  IMemAllocator* allocator = nullptr;
+  (new CMemAllocator(nullptr, nullptr, &hr))
+      ->NonDelegatingQueryInterface(IID_IMemAllocator, reinterpret_cast<void**>(&allocator));
+  return allocator;
+}
 
 CMediaType videoType(LONG width, LONG height) {
   CMediaType mt(&MEDIATYPE_Video);

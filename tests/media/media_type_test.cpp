@@ -11,16 +11,8 @@
 
 namespace {
 
+using zarn::test::CountedUnknown;
 using zarn::test::videoType;
-
-// Counts references so that a test can see what the helpers do with pUnk.
-class CountedUnknown : public IUnknown {
- public:
-  STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++refs; }
-  STDMETHODIMP_(ULONG) Release() override { return --refs; }
-  ULONG refs = 1;
-};
 
 TEST(MediaTypeTest, EqualityLooksAtTypesAndFormatBytesOnly) {
   struct Case {

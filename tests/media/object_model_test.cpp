@@ -4,6 +4,7 @@
 
 #include "media/class_factory.h"
 #include "media/unknown.h"
+#include "tests/media/media_test_support.h"
 
 namespace {
 
@@ -48,15 +49,6 @@ class PersistObject : public CUnknown, public IPersist {
 
  private:
   bool m_touch;
-};
-
-// An outer object that counts its own references; the inner one is made by the test.
-class Outer : public IUnknown {
- public:
-  STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++refs; }
-  STDMETHODIMP_(ULONG) Release() override { return --refs; }
-  ULONG refs = 1;
 };
 
 }  // namespace
@@ -104,7 +96,7 @@ TEST_F(ObjectModelTest, QueryOfAnUnknownInterfaceOnAFreshObjectDeletesIt) {
 }
 
 TEST_F(ObjectModelTest, AggregatedObjectAnswersThroughTheOuterObject) {
-  Outer outer;
+  zarn::test::CountedUnknown outer;
   IClassFactory* cf = factory();
   void* object = nullptr;
   EXPECT_EQ(E_NOINTERFACE, cf->CreateInstance(&outer, IID_IPersist, &object));

@@ -1,16 +1,13 @@
 #include "tests/media/test_sink.h"
 
-#include "media/allocator.h"
+#include "tests/media/media_test_support.h"
 
 namespace zarn::test {
 
 TestInputPin::TestInputPin(TestSinkFilter* filter, CCritSec* lock)
-    : CBasePin(nullptr, filter, lock, nullptr, L"In", PINDIR_INPUT), accepted(&GUID_NULL) {
-  HRESULT hr = S_OK;
-  CMemAllocator* allocator = new CMemAllocator(nullptr, nullptr, &hr);
-  allocator->NonDelegatingQueryInterface(IID_IMemAllocator,
-                                         reinterpret_cast<void**>(&ownAllocator));
-}
+    : CBasePin(nullptr, filter, lock, nullptr, L"In", PINDIR_INPUT),
+      accepted(&GUID_NULL),
+      ownAllocator(newMemAllocator()) {}
 
 TestInputPin::~TestInputPin() {
   releaseHeldSamples();
@@ -53,9 +50,6 @@ HRESULT TestInputPin::CheckMediaType(const CMediaType* pmt) {
 }
 
 HRESULT TestInputPin::GetMediaType(int iPosition, CMediaType* pMediaType) {
-  if (iPosition < 0) {
-    return E_INVALIDARG;
-  }
   if (static_cast<size_t>(iPosition) >= offered.size()) {
     return VFW_S_NO_MORE_ITEMS;
   }

@@ -58,7 +58,7 @@ class TestInputPin : public CBasePin, public IMemInputPin {
   std::atomic<int> received{0};
   std::atomic<int> endOfStreams{0};
   std::atomic<int> enumerations{0};
-  IMemAllocator* ownAllocator = nullptr;
+  IMemAllocator* const ownAllocator;
   IMemAllocator* notifiedAllocator = nullptr;
 
  private:

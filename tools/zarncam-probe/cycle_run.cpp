@@ -121,6 +121,8 @@ int runCycles(const ProbeOptions& options) {
   std::map<std::wstring, int> typesAfterFirst;
   for (int cycle = 1; cycle <= options.cycles; ++cycle) {
     runCycle(cycle, device, graph, options, totals);
+    // Tells a leak, which grows with the cycles, from a one-off allocation.
+    std::printf("  handles now %lu\n", static_cast<unsigned long>(processHandleCount()));
     std::fflush(stdout);
     if (cycle == 1) {
       handlesAfterFirst = processHandleCount();
