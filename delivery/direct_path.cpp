@@ -6,12 +6,12 @@
 
 #include <atomic>
 
-#include "host/log_throttle.h"
 #include "delivery/scale_frame.h"
 #include "diag/log.h"
 #include "filter/vcam_stream.h"
 #include "gpu/special_common.h"
 #include "gpu/special_rgba_to_tex.h"
+#include "host/log_throttle.h"
 #include "host/mixer_launch.h"
 #include "host/platform.h"
 #include "link/capture_share_memory_mgr.h"

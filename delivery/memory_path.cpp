@@ -5,10 +5,10 @@
 #include <atomic>
 #include <stdexcept>
 
-#include "host/log_throttle.h"
 #include "delivery/scale_frame.h"
 #include "diag/log.h"
 #include "filter/vcam_stream.h"
+#include "host/log_throttle.h"
 #include "host/mixer_launch.h"
 #include "link/capture_share_memory_mgr.h"
 #include "link/frame_record_bounds.h"
