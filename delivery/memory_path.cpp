@@ -21,6 +21,7 @@ const uint32_t kLogIntervalMs = 60000;
 std::atomic<uint32_t> g_lastNoRecordLine{0};
 std::atomic<uint32_t> g_lastNoMixerLine{0};
 std::atomic<uint32_t> g_lastBadRecordLine{0};
+std::atomic<uint32_t> g_lastSmallSampleLine{0};
 
 }  // namespace
 
@@ -51,7 +52,17 @@ uint8_t* CVCamStream::readFrameRecord(CaptureFrameRecord& record) {
 void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample* sample) {
   BYTE* sampleData = nullptr;
   sample->GetPointer(&sampleData);
-  sample->GetSize();
+  // A host's buffer may be smaller than its type says (a stale image size, an allocator that
+  // gave less): such a sample gets nothing rather than a write past its end.
+  const uint64_t frameBytes = scaleFrameTargetBytes(m_widthOutReq, m_heightOutReq, m_bitCount);
+  const long sampleBytes = sample->GetSize();
+  if (!sampleData || sampleBytes < 0 || frameBytes > uint64_t(sampleBytes)) {
+    if (logLineDue(g_lastSmallSampleLine, kLogIntervalMs)) {
+      LogPrint(1, "CVCamStream::FillBufferVideoMemoryOutput sample too small: %ld bytes for %dx%d",
+               sampleBytes, m_widthOutReq, m_heightOutReq);
+    }
+    return;
+  }
 
   bool frameDelivered = false;
   if (attachFrameRegion()) {

@@ -68,14 +68,22 @@ void CVCamStream::copyPlaceholderToSample(BYTE* sampleData) {
                m_scaledFrame, m_isFlipHost, m_fourcc);
     m_placeholderFrameYuv.resize(m_widthOutReq, m_heightOutReq, kTagI420);
     // Read bottom row first: the picture was loaded for bottom-up RGB samples, planar ones are top-down.
-    const uint8_t* lastRow =
-        m_scaledFrame.plane[0]
-            ? m_scaledFrame.plane[0] + ptrdiff_t(m_heightOutReq - 1) * m_scaledFrame.stride[0]
-            : nullptr;
-    libyuv::ARGBToI420(lastRow, -m_scaledFrame.stride[0], m_placeholderFrameYuv.plane[0],
-                       m_placeholderFrameYuv.stride[0], m_placeholderFrameYuv.plane[1],
-                       m_placeholderFrameYuv.stride[1], m_placeholderFrameYuv.plane[2],
-                       m_placeholderFrameYuv.stride[1], m_widthOutReq, m_heightOutReq);
+    const FrameBuffer& argb = m_scaledFrame;
+    FrameBuffer& yuv = m_placeholderFrameYuv;
+    const int32_t height = m_heightOutReq;
+    auto toI420 = [&](int32_t firstRow, int32_t rows) {
+      libyuv::ARGBToI420(argb.plane[0] + ptrdiff_t(height - 1 - firstRow) * argb.stride[0],
+                         -argb.stride[0], yuv.plane[0] + ptrdiff_t(firstRow) * yuv.stride[0],
+                         yuv.stride[0], yuv.plane[1] + ptrdiff_t(firstRow / 2) * yuv.stride[1],
+                         yuv.stride[1], yuv.plane[2] + ptrdiff_t(firstRow / 2) * yuv.stride[2],
+                         yuv.stride[2], m_widthOutReq, rows);
+    };
+    if (argb.plane[0] && yuv.plane[0]) {
+      toI420(0, height & ~1);
+      // A whole odd-height frame would get one chroma row more than the layout holds: the last
+      // two rows are converted again as a pair instead.
+      if (height > 1 && (height & 1)) toI420(height - 2, 2);
+    }
   }
   ScaleFrame(m_placeholderFrameYuv.plane[0], m_placeholderFrameYuv.width, m_placeholderFrameYuv.height,
              sampleData, m_widthOutReq, m_heightOutReq, 12, FrameFitMode::Stretch, m_scaledFrame,

@@ -91,3 +91,18 @@ uint64_t scaleFrameSourceBytes(uint32_t width, uint32_t height, int32_t bitCount
       return 0;
   }
 }
+
+uint64_t scaleFrameTargetBytes(int32_t width, int32_t height, int32_t bitCount) {
+  if (width <= 0 || height <= 0) return 0;
+  const uint64_t pixels = uint64_t(width) * uint64_t(height);
+  switch (bitCount) {
+    case 12:
+      return pixels * 3 / 2;
+    case 24:
+      return pixels * 3;
+    case 32:
+      return pixels * 4;
+    default:
+      return 0;
+  }
+}

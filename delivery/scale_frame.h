@@ -19,3 +19,7 @@ void ScaleFrame(const uint8_t* src, int32_t srcWidth, int32_t srcHeight, uint8_t
 // Bytes of `src` that ScaleFrame reads for a frame of `width` by `height` at `bitCount`: four a
 // pixel for 24 and 32, the planar 12 bits a pixel for 12, none for any other bitCount.
 uint64_t scaleFrameSourceBytes(uint32_t width, uint32_t height, int32_t bitCount);
+
+// Bytes that ScaleFrame writes into `dst` at most for a target of `width` by `height` at
+// `bitCount`; 0 for a size that is not positive or a bitCount it does not write.
+uint64_t scaleFrameTargetBytes(int32_t width, int32_t height, int32_t bitCount);

@@ -39,34 +39,34 @@ void CVCamStream::deliverTextureFrame(const CaptureFrameRecord& record, BYTE* sa
   const bool needsScale = frameWidth != targetWidth || frameHeight != targetHeight;
   const uint32_t tag = textureFrameTag();
   if (tag == 0) {
-    // No reader output for this format, and the buffer may still describe a sample long gone.
+    // No reader output for this format: the sample keeps what it held.
     m_pCaptureShareMemory->unLockReadBuffer();
     LogPrint(4, "CVCamStream::FillBuffer getFrameFromSharedTex failed");
     return;
   }
-  if (needsScale) {
-    // Scaled from 32 bits like a memory frame; planar frames keep their layout.
-    m_textureFrame.resize(frameWidth, frameHeight, tag == kTagRGB3 ? kTagRGBA : tag);
-  } else {
-    m_textureFrame.wrap(sampleData, targetWidth, targetHeight, tag);
-  }
+  // The sample belongs to the host and is gone after this call: it is described here only,
+  // never handed to a buffer of the stream that outlives the frame.
+  FrameBuffer inSample(sampleData, targetWidth, targetHeight, tag);
+  FrameBuffer& target = needsScale ? m_textureFrame : inSample;
+  // Scaled from 32 bits like a memory frame; planar frames keep their layout.
+  if (needsScale) m_textureFrame.resize(frameWidth, frameHeight, tag == kTagRGB3 ? kTagRGBA : tag);
 
   const bool is709 = record.is709 == 1;
   bool isFullRange = record.isFullRange != 0;
   // RGB hosts get full range unless they are listed as wanting limited range.
-  if (!isFullRange && (m_textureFrame.fourcc == kTagRGBA || m_textureFrame.fourcc == kTagRGB3)) {
+  if (!isFullRange && (target.fourcc == kTagRGBA || target.fourcc == kTagRGB3)) {
     isFullRange = !m_isLimitedRgbHost;
   }
   m_pCaptureShareMemory->unLockReadBuffer();
 
   if (!m_pSharedTexHelper->getFrameFromSharedTex(record.adapterIndex, record.textureId,
-                                                 m_textureFrame, record.keyedMutexKey, is709,
+                                                 target, record.keyedMutexKey, is709,
                                                  isFullRange)) {
     LogPrint(4, "CVCamStream::FillBuffer getFrameFromSharedTex failed");
   }
 
   if (record.dumpFrame != 0 && platform().milliseconds() - m_lastDumpTime > kDumpIntervalMs) {
-    dumpTextureFrame(record);
+    dumpTextureFrame(record, target);
   }
 
   if (needsScale) {
@@ -79,11 +79,10 @@ void CVCamStream::deliverTextureFrame(const CaptureFrameRecord& record, BYTE* sa
   }
 }
 
-void CVCamStream::dumpTextureFrame(const CaptureFrameRecord& record) {
+void CVCamStream::dumpTextureFrame(const CaptureFrameRecord& record, const FrameBuffer& frame) {
   const int32_t width = static_cast<int32_t>(record.width);
   const int32_t height = static_cast<int32_t>(record.height);
   m_dumpFrame.resize(width, height, kTagRGBA);
-  const FrameBuffer& frame = m_textureFrame;
   if (m_fourcc == kTagNV12) {
     libyuv::NV12ToARGB(frame.plane[0], frame.stride[0], frame.plane[1], frame.stride[1],
                        m_dumpFrame.plane[0], m_dumpFrame.stride[0], width, -height);

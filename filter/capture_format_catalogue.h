@@ -16,6 +16,10 @@ struct VideoCaptureInfo {
 
 using Resolution = std::pair<int32_t, int32_t>;
 
+// No side of a frame the camera takes or delivers is outside these.
+constexpr int32_t kSmallestFrameSide = 192;
+constexpr int32_t kLargestFrameSide = 3840;
+
 extern std::vector<VideoCaptureInfo> s_videoCaptureInfo;
 
 // Appends a row for each pixel format, period and resolution, in that nesting; -1 for null.

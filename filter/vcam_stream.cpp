@@ -2,6 +2,9 @@
 
 #include <dshow.h>
 
+#include <algorithm>
+
+#include "delivery/scale_frame.h"
 #include "diag/log.h"
 #include "filter/capture_format_catalogue.h"
 #include "filter/vcam.h"
@@ -105,7 +108,13 @@ HRESULT CVCamStream::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPER
   CAutoLock lock(m_pFilter->pStateLock());
   const auto* format = reinterpret_cast<const VIDEOINFOHEADER*>(m_mt.Format());
   properties->cBuffers = 1;
-  properties->cbBuffer = format ? format->bmiHeader.biSizeImage : 0;
+  // A host's image size may be stale or short; the buffer holds the whole frame whatever it says.
+  properties->cbBuffer =
+      format ? long(std::max<uint64_t>(format->bmiHeader.biSizeImage,
+                                       scaleFrameTargetBytes(format->bmiHeader.biWidth,
+                                                             format->bmiHeader.biHeight,
+                                                             format->bmiHeader.biBitCount)))
+             : 0;
   ALLOCATOR_PROPERTIES actual = {};
   HRESULT hr = allocator->SetProperties(properties, &actual);
   if (FAILED(hr)) return hr;

@@ -149,7 +149,7 @@ class CVCamStream : public CSourceStream,
   // The reader's output format for the connected type; 0 for one it can't write.
   uint32_t textureFrameTag() const;
   // The mixer's diagnostic picture of the texture frame just read, into the temporary folder.
-  void dumpTextureFrame(const CaptureFrameRecord& record);
+  void dumpTextureFrame(const CaptureFrameRecord& record, const FrameBuffer& frame);
   // Makes the frame region's reader on first use and maps the region in the layout in force.
   bool attachFrameRegion();
   // The newest record and its pixels, with the region's mutex held when non-null. A sealed record

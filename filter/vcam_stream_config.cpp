@@ -55,17 +55,21 @@ bool growToVideoInfo(AM_MEDIA_TYPE& type) {
 }  // namespace
 
 STDMETHODIMP CVCamStream::GetFormat(AM_MEDIA_TYPE** type) {
+  if (!type) return E_POINTER;
+  CAutoLock lock(m_pFilter->pStateLock());
   *type = CreateMediaType(&m_mt);
-  return S_OK;
+  return *type ? S_OK : E_OUTOFMEMORY;
 }
 
 STDMETHODIMP CVCamStream::GetNumberOfCapabilities(int* count, int* size) {
+  if (!count || !size) return E_POINTER;
   *count = static_cast<int>(s_videoCaptureInfo.size());
   *size = sizeof(VIDEO_STREAM_CONFIG_CAPS);
   return S_OK;
 }
 
 STDMETHODIMP CVCamStream::GetStreamCaps(int index, AM_MEDIA_TYPE** type, BYTE* caps) {
+  if (!type || !caps) return E_POINTER;
   CAutoLock lock(m_pFilter->pStateLock());
   if (index < 0) return E_INVALIDARG;
   if (static_cast<size_t>(index) >= s_videoCaptureInfo.size()) return VFW_S_NO_MORE_ITEMS;

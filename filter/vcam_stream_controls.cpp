@@ -1,5 +1,6 @@
 // The private interfaces that companion tools in the host's process use to steer the camera.
 #include "diag/log.h"
+#include "filter/capture_format_catalogue.h"
 #include "filter/vcam_stream.h"
 
 namespace {
@@ -23,8 +24,7 @@ STDMETHODIMP CVCamStream::CheckZarnCam(unsigned char* answer) {
 }
 
 STDMETHODIMP CVCamStream::CheckZarnCamUsingVideoEnhancements(unsigned char* answer) {
-  // Callers have always relied on the second write; the null test guards only the first.
-  if (answer) *answer = 1;
+  if (!answer) return E_POINTER;
   *answer = m_bUsingVideoEnhancements;
   return S_OK;
 }
@@ -47,6 +47,14 @@ STDMETHODIMP CVCamStream::SetOutputWidthHeight(const OutputSizeList* sizes) {
     LogPrint(1, "SetOutputWidthHeight: param is invalid!!!");
     return S_OK;
   }
+  // Each pair may come to size a scratch buffer or a sample: no side outside the camera's range.
+  for (const auto& size : *sizes) {
+    if (size.first <= 0 || size.second <= 0 || size.first > kLargestFrameSide ||
+        size.second > kLargestFrameSide) {
+      LogPrint(1, "CVCamStream::SetOutputWidthHeight: refused %dx%d", size.first, size.second);
+      return E_INVALIDARG;
+    }
+  }
   m_outputSizes = *sizes;
   for (const auto& size : m_outputSizes) {
     LogPrint(1, "CVCamStream::SetOutputWidthHeight m_widthOut: %d m_heightOut: %d", size.first,
@@ -60,6 +68,7 @@ STDMETHODIMP CVCamStream::SetOutputWidthHeight(const OutputSizeList* sizes) {
 }
 
 STDMETHODIMP CVCamStream::GetOutputWidthHeight(int* width, int* height) {
+  if (!width || !height) return E_POINTER;
   CAutoLock lock(&m_streamLock);
   *width = m_widthOut;
   *height = m_heightOut;

@@ -10,10 +10,14 @@
 
 namespace {
 
-const int32_t kSmallestSide = 192;
-const int32_t kLargestSide = 3840;
 // Hosts have always been given this bare value, not E_FAIL, for a type SetFormat can't take.
 const HRESULT kRefused = -1;
+
+// The format block is read as a video header: a shorter or foreign one would be read past its end.
+bool holdsVideoInfo(const AM_MEDIA_TYPE& type) {
+  return type.formattype == FORMAT_VideoInfo && type.pbFormat &&
+         type.cbFormat >= sizeof(VIDEOINFOHEADER);
+}
 
 bool isPlanarSubtype(const GUID& subtype) {
   return subtype == MEDIASUBTYPE_I420 || subtype == MEDIASUBTYPE_NV12;
@@ -58,7 +62,7 @@ const char* FourccName(uint32_t tag) {
 
 HRESULT CVCamStream::CheckMediaType(const CMediaType* type) {
   if (!type) return E_POINTER;
-  if (type->majortype != MEDIATYPE_Video || !type->Format()) return E_INVALIDARG;
+  if (type->majortype != MEDIATYPE_Video || !holdsVideoInfo(*type)) return E_INVALIDARG;
   const auto* header = &reinterpret_cast<const VIDEOINFOHEADER*>(type->Format())->bmiHeader;
   const GUID& subtype = type->subtype;
   bool rgbOrUnset =
@@ -67,12 +71,12 @@ HRESULT CVCamStream::CheckMediaType(const CMediaType* type) {
 
   int32_t width = header->biWidth;
   int32_t height = header->biHeight;
-  if (width < kSmallestSide || height < kSmallestSide) {
+  if (width < kSmallestFrameSide || height < kSmallestFrameSide) {
     LogPrint(4, "CVCamStream::CheckMediaType: size too small with biWidth=%d, biHeight=%d, ", width,
              height);
     return E_INVALIDARG;
   }
-  if (width > kLargestSide || height > kLargestSide) {
+  if (width > kLargestFrameSide || height > kLargestFrameSide) {
     LogPrint(4, "CVCamStream::CheckMediaType: size too large with biWidth=%d, biHeight=%d, ", width,
              height);
     return E_INVALIDARG;
@@ -177,7 +181,7 @@ STDMETHODIMP CVCamStream::SetFormat(AM_MEDIA_TYPE* type) {
   HRESULT gate = passOccupancyGate("CVCamStream::SetFormat: vcam is disabled to connect",
                                    "CVCamStream::SetFormat: device is used by another process");
   if (FAILED(gate)) return gate;
-  if (!type->pbFormat) {
+  if (!holdsVideoInfo(*type)) {
     LogPrint(1, "CVCamStream::SetFormat: invalid pbFormat");
     return kRefused;
   }
@@ -193,17 +197,27 @@ STDMETHODIMP CVCamStream::SetFormat(AM_MEDIA_TYPE* type) {
     LogPrint(1, "CVCamStream::SetFormat: dst biCompression is invalid");
     return kRefused;
   }
-  m_mt = *type;
 
   IPin* connected = nullptr;
   ConnectedTo(&connected);
-  if (connected) {
+  if (!connected) {
+    m_mt = *type;
+  } else {
     LogPrint(1, "CVCamStream::SetFormat: Reconnect this filter");
-    // The graph makes the new connection through SetMediaType; neither result is looked at.
-    // The reference on the connected pin is kept, as hosts have always seen it.
-    if (IFilterGraph* graph = m_pFilter->GetFilterGraph()) {
-      graph->Reconnect(this);
-      graph->SetDefaultSyncSource();
+    // The reference on the connected pin is kept, as hosts have always seen it. The graph makes
+    // the new connection through SetMediaType; until it has, the old buffers are in force.
+    CMediaType previous(m_mt);
+    m_mt = *type;
+    IFilterGraph* graph = m_pFilter->GetFilterGraph();
+    HRESULT reconnected = graph ? graph->Reconnect(this) : VFW_E_NOT_IN_GRAPH;
+    if (graph) graph->SetDefaultSyncSource();
+    if (FAILED(reconnected)) {
+      LogPrint(1, "CVCamStream::SetFormat: Reconnect failed hr=0x%08x",
+               static_cast<unsigned>(reconnected));
+      // A failed attempt may have taken the new type on its way: the old type and request come
+      // back whole.
+      SetMediaType(&previous);
+      return reconnected;
     }
     const auto& format = *reinterpret_cast<const VIDEOINFOHEADER*>(m_mt.Format());
     takeRequestedFormat(format);

@@ -129,11 +129,10 @@ TEST_F(FrameDriver, SignalFromAnotherProcessWakesTheWaitWithoutRepublishing) {
   ChildProcess signaller = ChildProcess::startRole("signal_frame_event");
   ASSERT_EQ(signaller.wait(10000), 0u);
 
-  DWORD start = GetTickCount();
   EXPECT_EQ(stream->FillBuffer(nullptr), S_OK);
-  EXPECT_LT(GetTickCount() - start, 150u);
   EXPECT_EQ(stream->memoryCalls, 2);
-  // Only a time-out re-publishes, so the record still says nobody holds the camera.
+  // Only a time-out re-publishes, so a record that still says nobody holds the camera shows
+  // that the signal ended the wait.
   EXPECT_EQ(stream->deviceOpeningProcessId(), 0u);
 }
 

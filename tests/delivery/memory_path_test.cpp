@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <thread>
 
 #include "diag/log_line_queue.h"
 #include "filter/vcam.h"
@@ -83,6 +84,28 @@ void publish(CaptureShareMemoryMgr& writer, int width, int height, uint64_t time
   record.height = height;
   record.timestampMs = timestampMs;
   writer.unLockWriteBuffer(record, true);
+}
+
+// Lines of this process from byte `from` of the log on that hold `text`.
+long linesWith(uint64_t from, const std::string& text) {
+  const std::vector<std::string> lines =
+      linesOfPid(readLines(userLogFolder() + "zarncamvcam.log", from), GetCurrentProcessId());
+  return std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
+    return line.find(text) != std::string::npos;
+  });
+}
+
+// Whether a thread other than the worker can take the frame region's mutex within 2 s.
+bool frameMutexIsFree() {
+  HANDLE mutex =
+      OpenMutexW(SYNCHRONIZE, FALSE, L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY_Mutex");
+  DWORD waited = WAIT_FAILED;
+  std::thread([&] {
+    waited = WaitForSingleObject(mutex, 2000);
+    if (waited == WAIT_OBJECT_0) ReleaseMutex(mutex);
+  }).join();
+  CloseHandle(mutex);
+  return waited == WAIT_OBJECT_0;
 }
 
 // Streams a few samples with no mixer; 0 if each held the stored 16:9 picture.
@@ -209,13 +232,7 @@ TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLo
       EXPECT_NEAR(camera.pixels[1], 0x6f, 10);
       EXPECT_NEAR(camera.pixels[2], 0x2f, 10);
     }
-    const std::vector<std::string> lines = linesOfPid(readLines(log, logStart), GetCurrentProcessId());
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                            [&](const std::string& line) {
-                              return line.find(std::string("no frame: ") + c.fault) !=
-                                     std::string::npos;
-                            }),
-              1);
+    EXPECT_EQ(linesWith(logStart, std::string("no frame: ") + c.fault), 1);
     if (c.headerField != kNoField) storeLittleEndian64(view + c.headerField, kept);
   }
 
@@ -225,4 +242,47 @@ TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLo
   // This writer lays the top row first, so a host sees the picture upside down.
   EXPECT_TRUE(isColour(320, 540, kPatternTopLeft));
   EXPECT_TRUE(isColour(960, 540, kPatternTopRight));
+}
+
+TEST_F(MemoryPath, SampleSmallerThanTheRequestedFrameIsLeftAlone) {
+  const long bytes = kWidth * kHeight * 4 - 4;
+  AllocatedSample small(bytes);
+  std::memset(small.pixels, 0x5A, bytes);
+  filter->stream()->FillBuffer(small.sample);
+  EXPECT_EQ(std::count(small.pixels, small.pixels + bytes, 0x5A), bytes);
+}
+
+TEST_F(MemoryPath, SecondOutputSizeChoosesTheDeliveredSizeButNeverALargerOne) {
+  ChildProcess mixer =
+      ChildProcess::startSibling(L"zarnmixer-sim.exe", L"--size 640x480 --fps 30 --seconds 30");
+  ASSERT_TRUE(mixer.valid());
+  const struct {
+    int width, height, deliveredWidth, deliveredHeight;
+  } cases[] = {{640, 360, 640, 360}, {1920, 1080, kWidth, kHeight}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.width);
+    OutputSizeList sizes = {{kWidth, kHeight}, {c.width, c.height}};
+    ASSERT_EQ(filter->stream()->SetOutputWidthHeight(&sizes), S_OK);
+    sample->SetSyncPoint(FALSE);
+    for (int i = 0; i < 50 && sample->IsSyncPoint() != S_OK; ++i) filter->stream()->FillBuffer(sample);
+    ASSERT_EQ(sample->IsSyncPoint(), S_OK) << "no frame from the mixer";
+    int width = 0, height = 0;
+    filter->stream()->GetOutputWidthHeight(&width, &height);
+    EXPECT_EQ(width, c.deliveredWidth);
+    EXPECT_EQ(height, c.deliveredHeight);
+  }
+}
+
+TEST_F(MemoryPath, RecordThatCannotBeUnsealedIsReadPlainWithTheMutexGivenBack) {
+  const uint64_t logStart = fileSizeOf(userLogFolder() + "zarncamvcam.log");
+  CaptureShareMemoryMgr writer(kFrameRegionBaseName);
+  // Plain buffers 4 bytes off an 8-byte boundary: read as sealed, the buffer offset is a length
+  // the cipher refuses.
+  writer.create(kFrameHeaderSize + 4, 64, 48, false, GetCurrentProcessId());
+  publish(writer, 64, 48, 1000);
+  filter->stream()->FillBuffer(sample);
+  EXPECT_EQ(sample->IsSyncPoint(), S_OK);
+  EXPECT_TRUE(isColour(320, 540, kPatternTopLeft));
+  EXPECT_EQ(linesWith(logStart, "zarnmixer lockReadBuffer error std::exception!"), 1);
+  EXPECT_TRUE(frameMutexIsFree());
 }

@@ -156,3 +156,19 @@ TEST_F(Placeholder, PlanarPictureIsConvertedAgainOnlyWhenTheSizeChanges) {
   stream->copyPlaceholderToSample(smaller.data());
   EXPECT_GT(lumaOfRow(smaller, 160, 0), 230);
 }
+
+// A whole odd-height conversion writes one chroma row more than the layout holds: the extra U
+// row lands on the first V row, and the extra V row past the end of the buffer.
+TEST_F(Placeholder, PlanarPictureOfOddHeightKeepsItsChromaInItsPlanes) {
+  stream->request(640, 480, 32, kTagRGBA);
+  ASSERT_TRUE(stream->LoadBackground(true));
+  const int32_t width = 640, height = 481;
+  stream->request(width, height, 12, kTagI420);
+  std::vector<uint8_t> sample(size_t(width) * height * 3 / 2, 0);
+  stream->copyPlaceholderToSample(sample.data());
+  const size_t pixels = size_t(width) * height;
+  const uint8_t* firstV = sample.data() + pixels + pixels / 4;
+  for (int32_t x : {0, width / 4, width / 2 - 1}) {
+    EXPECT_NEAR(firstV[x], firstV[width / 2 + x], 4) << x;
+  }
+}

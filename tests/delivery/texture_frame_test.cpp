@@ -62,7 +62,8 @@ class TextureFrames : public ::testing::Test {
     writer.create(kFrameHeaderSize, kWidth, kHeight, true, GetCurrentProcessId());
   }
 
-  void publish(uint32_t width, uint32_t height, uint8_t isFullRange, uint8_t dumpFrame = 0) {
+  void publish(uint32_t width, uint32_t height, uint8_t isFullRange, uint8_t dumpFrame = 0,
+               uint32_t textureId = kServedId) {
     uint32_t offset = 0;
     HANDLE mapping = nullptr;
     ASSERT_NE(writer.lockWriteBuffer(offset, mapping), nullptr);
@@ -71,7 +72,7 @@ class TextureFrames : public ::testing::Test {
     record.height = height;
     record.timestampMs = ++timestamp;
     record.frameKind = kTextureFrame;
-    record.textureId = kServedId;
+    record.textureId = textureId;
     record.is709 = 1;
     record.isFullRange = isFullRange;
     record.dumpFrame = dumpFrame;
@@ -133,6 +134,31 @@ TEST_F(TextureFrames, SmallerTextureIsScaledToFillTheSample) {
   for (const auto& q : quadrants) {
     const std::vector<int> got = rgbAt(sample.pixels, 4, kWidth, kHeight, q.x, kHeight * 3 / 4);
     for (int channel = 0; channel < 3; ++channel) EXPECT_NEAR(got[channel], q.rgb[channel], 4) << q.x;
+  }
+}
+
+// A sample read straight into is the host's and gone after its frame: a later frame that needs
+// scaling must not be read into it.
+TEST_F(TextureFrames, SampleReadStraightIntoIsNeverWrittenAfterItsFrame) {
+  stream->request(kWidth, kHeight, 32, kTagRGBA);
+  stream->served->serve(kServedId, DXGI_FORMAT_B8G8R8A8_UNORM, patternImage(kWidth, kHeight));
+  {
+    GuardedSample direct(kWidth * kHeight * 4);
+    publish(kWidth, kHeight, 1);
+    stream->deliver(&direct.sample);
+  }
+  // A texture of another size is another texture, with an id of its own.
+  stream->served->serve(kServedId + 1, DXGI_FORMAT_B8G8R8A8_UNORM,
+                        patternImage(kWidth / 2, kHeight / 2));
+  for (int width : {kWidth, kWidth * 2}) {
+    SCOPED_TRACE(width);
+    const int height = width * kHeight / kWidth;
+    stream->request(width, height, 32, kTagRGBA);
+    GuardedSample scaled(width * height * 4);
+    publish(kWidth / 2, kHeight / 2, 1, 0, kServedId + 1);
+    stream->deliver(&scaled.sample);
+    // Lower left quadrant: blue.
+    EXPECT_NEAR(rgbAt(scaled.memory.data(), 4, width, height, width / 4, height * 3 / 4)[2], 255, 4);
   }
 }
 

@@ -9,6 +9,7 @@
 #include "filter/media_subtypes.h"
 #include "filter/vcam.h"
 #include "filter/vcam_stream.h"
+#include "media/allocator.h"
 #include "media/media_type.h"
 #include "tests/filter/held_filter.h"
 #include "tests/support/child_process.h"
@@ -98,4 +99,42 @@ TEST(MediaTypeNegotiation, OnlyTheCurrentTypeIsAccepted) {
   EXPECT_EQ(held.pin()->CheckMediaType(&other), E_INVALIDARG);
   EXPECT_EQ(held.pin()->CheckMediaType(&topDown), E_INVALIDARG);
   EXPECT_EQ(held.pin()->CheckMediaType(nullptr), E_POINTER);
+}
+
+TEST(MediaTypeNegotiation, CurrentTypeIsAcceptedOnlyWithinTheSizeBounds) {
+  HeldFilter held;
+  const struct {
+    LONG width, height;
+    HRESULT want;
+  } cases[] = {{191, 480, E_INVALIDARG}, {640, 191, E_INVALIDARG}, {192, 192, S_OK},
+               {3840, 3840, S_OK},       {3841, 2160, E_INVALIDARG}, {640, 3841, E_INVALIDARG}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.width << "x" << c.height);
+    CMediaType type;
+    held.pin()->GetMediaType(0, &type);
+    auto& header = reinterpret_cast<VIDEOINFOHEADER*>(type.Format())->bmiHeader;
+    header.biWidth = c.width;
+    header.biHeight = c.height;
+    ASSERT_EQ(held.pin()->SetFormat(&type), S_OK);
+    EXPECT_EQ(held.pin()->CheckMediaType(&type), c.want);
+  }
+}
+
+TEST(MediaTypeNegotiation, BufferHoldsTheWholeFrameWhateverTheImageSizeSays) {
+  HeldFilter held;
+  CMediaType type;
+  held.pin()->GetMediaType(0, &type);
+  auto& header = reinterpret_cast<VIDEOINFOHEADER*>(type.Format())->bmiHeader;
+  header.biWidth = 640;
+  header.biHeight = 480;
+  header.biSizeImage = 1000;
+  ASSERT_EQ(held.pin()->SetFormat(&type), S_OK);
+  HRESULT hr = S_OK;
+  IMemAllocator* allocator = nullptr;
+  (new CMemAllocator(nullptr, nullptr, &hr))
+      ->NonDelegatingQueryInterface(IID_IMemAllocator, reinterpret_cast<void**>(&allocator));
+  ALLOCATOR_PROPERTIES properties = {0, 0, 1, 0};
+  EXPECT_EQ(held.pin()->DecideBufferSize(allocator, &properties), S_OK);
+  EXPECT_GE(properties.cbBuffer, 640 * 480 * header.biBitCount / 8);
+  allocator->Release();
 }

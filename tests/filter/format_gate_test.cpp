@@ -14,6 +14,8 @@
 #include "link/vcam_param_channel.h"
 #include "media/media_type.h"
 #include "tests/filter/held_filter.h"
+#include "tests/media/media_test_support.h"
+#include "tests/media/test_sink.h"
 #include "tests/support/child_process.h"
 #include "tests/support/install_layout.h"
 
@@ -128,6 +130,10 @@ TEST_F(FormatGate, SetFormatRefusesBadTypesWithTheBareValueAndKeepsTheCurrentTyp
       {"empty subtype", [](CMediaType& t) { t.SetSubtype(&GUID_NULL); }},
       {"yuy2", [](CMediaType& t) { t.SetSubtype(&MEDIASUBTYPE_YUY2); }},
       {"no format", [](CMediaType& t) { FreeMediaType(t); }},
+      {"foreign format type", [](CMediaType& t) { t.SetFormatType(&FORMAT_WaveFormatEx); }},
+      {"short format block", [](CMediaType& t) { t.cbFormat = sizeof(VIDEOINFOHEADER) - 4; }},
+      // The block is the host's to free; a pin that kept it would read freed memory.
+      {"empty block behind a pointer", [](CMediaType& t) { t.cbFormat = 0; }},
       {"rgb at 16 bits", [](CMediaType& t) { headerOf(t).biBitCount = 16; }},
       {"i420 at 24 bits", [](CMediaType& t) { headerOf(t).biCompression = kTagI420; }},
       {"unknown compression",
@@ -240,4 +246,57 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
     }
     EXPECT_EQ(mixer.getOpeningProcessId(), expected);
   }
+}
+
+// The camera connected to a sink in the platform's own graph manager.
+class ConnectedFormat : public FormatGate {
+ protected:
+  void SetUp() override {
+    FormatGate::SetUp();
+    ASSERT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
+                               reinterpret_cast<void**>(&graph)),
+              S_OK);
+    sink->AddRef();
+    ASSERT_EQ(graph->AddFilter(held.filter, L"camera"), S_OK);
+    ASSERT_EQ(graph->AddFilter(sink, L"sink"), S_OK);
+    ASSERT_EQ(graph->ConnectDirect(held.pin(), sink->pin(), nullptr), S_OK);
+  }
+  void TearDown() override {
+    if (graph) graph->Release();
+    sink->Release();
+    FormatGate::TearDown();
+  }
+
+  zarn::test::ComScope com;
+  HeldFilter held;
+  zarn::test::TestSinkFilter* sink = new zarn::test::TestSinkFilter;
+  IGraphBuilder* graph = nullptr;
+};
+
+TEST_F(ConnectedFormat, SetFormatReconnectsAndPublishesTheNewRequestWithRgbAsTagZero) {
+  CMediaType wanted = videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, BI_RGB, 333333);
+  ASSERT_EQ(held.pin()->SetFormat(&wanted), S_OK);
+  AM_MEDIA_TYPE connection = {};
+  ASSERT_EQ(sink->pin()->ConnectionMediaType(&connection), S_OK);
+  EXPECT_EQ(reinterpret_cast<VIDEOINFOHEADER*>(connection.pbFormat)->bmiHeader.biWidth, 640);
+  FreeMediaType(connection);
+  const Published request = published();
+  EXPECT_EQ(request.width, 640);
+  EXPECT_EQ(request.height, 480);
+  EXPECT_EQ(request.fourcc, 0u);
+}
+
+// The sample buffers stay those of the old type, so a larger request would be written past them.
+TEST_F(ConnectedFormat, FailedReconnectKeepsTheOldTypeAndTheOldRequest) {
+  CMediaType before;
+  held.pin()->GetMediaType(0, &before);
+  sink->pin()->accepted = before;
+  const Published was = published();
+  CMediaType larger = videoType(MEDIASUBTYPE_RGB32, 3840, 2160, 32, BI_RGB, 333333);
+  EXPECT_TRUE(FAILED(held.pin()->SetFormat(&larger)));
+  CMediaType after;
+  held.pin()->GetMediaType(0, &after);
+  EXPECT_TRUE(after == before);
+  EXPECT_EQ(published().width, was.width);
+  EXPECT_EQ(published().height, was.height);
 }

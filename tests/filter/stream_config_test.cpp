@@ -181,3 +181,21 @@ TEST_F(StreamConfig, PinCategoryIsCaptureAndTheOnlyPropertyKnown) {
   EXPECT_EQ(pin->Set(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &category, 16),
             E_NOTIMPL);
 }
+
+TEST_F(StreamConfig, NullOutPointersAreRefused) {
+  AM_MEDIA_TYPE* type = nullptr;
+  VIDEO_STREAM_CONFIG_CAPS caps = {};
+  int value = 0;
+  unsigned char answer = 0;
+  EXPECT_EQ(pin->GetFormat(nullptr), E_POINTER);
+  EXPECT_EQ(pin->GetNumberOfCapabilities(nullptr, &value), E_POINTER);
+  EXPECT_EQ(pin->GetNumberOfCapabilities(&value, nullptr), E_POINTER);
+  EXPECT_EQ(pin->GetStreamCaps(0, nullptr, reinterpret_cast<BYTE*>(&caps)), E_POINTER);
+  EXPECT_EQ(pin->GetStreamCaps(0, &type, nullptr), E_POINTER);
+  EXPECT_EQ(type, nullptr);
+  EXPECT_EQ(pin->GetOutputWidthHeight(nullptr, &value), E_POINTER);
+  EXPECT_EQ(pin->GetOutputWidthHeight(&value, nullptr), E_POINTER);
+  EXPECT_EQ(pin->CheckZarnCamUsingVideoEnhancements(nullptr), E_POINTER);
+  EXPECT_EQ(pin->CheckZarnCamUsingVideoEnhancements(&answer), S_OK);
+  EXPECT_EQ(answer, 0);
+}

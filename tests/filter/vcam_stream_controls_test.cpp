@@ -58,3 +58,13 @@ TEST_F(StreamControls, OutputSizeListIsPublishedOnlyWhenItHoldsEntries) {
   EXPECT_EQ(height, 720);
 }
 
+
+TEST_F(StreamControls, OutputSizesOutsideTheCameraRangeAreRefusedAndNothingIsPublished) {
+  const OutputSizeList refused[] = {
+      {{1920, -1080}}, {{1280, 720}, {0, 720}}, {{3841, 100}}, {{640, 360}, {-640, -360}}};
+  for (const OutputSizeList& sizes : refused) {
+    SCOPED_TRACE(sizes.back().first);
+    EXPECT_EQ(stream->SetOutputWidthHeight(&sizes), E_INVALIDARG);
+  }
+  EXPECT_EQ(mixer.getOpeningProcessId(), 0u);
+}
