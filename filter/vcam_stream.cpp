@@ -1,6 +1,9 @@
 #include "filter/vcam_stream.h"
 
 #include <dshow.h>
+#include <timeapi.h>
+
+#include <algorithm>
 
 #include "diag/log.h"
 #include "filter/capture_format_catalogue.h"
@@ -20,6 +23,8 @@ namespace {
 const int32_t kDefaultWidth = 1280;
 const int32_t kDefaultHeight = 720;
 const int32_t kDefaultFps = 25;
+// One with the worker, one in a tee's copy, one on its way to a renderer.
+const long kMinimumBuffers = 3;
 
 }  // namespace
 
@@ -104,7 +109,9 @@ HRESULT CVCamStream::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPER
   if (!allocator || !properties) return E_POINTER;
   CAutoLock lock(m_pFilter->pStateLock());
   const auto* format = reinterpret_cast<const VIDEOINFOHEADER*>(m_mt.Format());
-  properties->cBuffers = 1;
+  // A tee downstream copies each sample into a buffer of this same allocator while the worker
+  // holds another, so one buffer would stall the graph.
+  properties->cBuffers = std::max<long>(properties->cBuffers, kMinimumBuffers);
   properties->cbBuffer = format ? format->bmiHeader.biSizeImage : 0;
   ALLOCATOR_PROPERTIES actual = {};
   HRESULT hr = allocator->SetProperties(properties, &actual);
@@ -119,6 +126,10 @@ bool CVCamStream::UpdateVideoOutParamIntoSharedMemory() {
     m_pParamChannel = std::make_unique<VCamParamChannel>();
     m_pParamChannel->openOrCreate(kDefaultWidth, kDefaultHeight, kDefaultFps, 0);
   }
+  // Noted before the mixer can see it, so that a frame stamped earlier is of the older request.
+  m_layoutGuard.noteRequest(mixerFrameLayout(m_pParamChannel->getRequestedFourcc()),
+                            mixerFrameLayout(m_fourcc), m_widthOutReq, m_heightOutReq,
+                            timeGetTime());
   if (publishVideoOutParam(*m_pParamChannel, m_widthOutReq, m_heightOutReq,
                            m_avgTimePerFrameSample, m_fourcc)) {
     // Holding the camera again: the next frame is tried in the sealed layout first.
