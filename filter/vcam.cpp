@@ -69,7 +69,7 @@ STDMETHODIMP CVCam::Stop() {
   LogPrint(1, "CVCam::Stop");
   // The worker ends first: with no mixer its wait runs out and republishes the request, which
   // would take back a claim given back before.
-  HRESULT hr = CSource::Stop();
+  const HRESULT hr = CSource::Stop();
   // Only this process's own claim is given back.
   if (stream() && stream()->deviceOpeningProcessId() == GetCurrentProcessId()) {
     stream()->setDeviceOpeningProcessId(0);

@@ -341,7 +341,9 @@ TEST_F(FfmpegHostTest, CapturesPatternUprightWithAdvancingCounters) {
 
 TEST_F(FfmpegHostTest, SecondHostIsRefusedWhileTheFirstCaptures) {
   startMixer();
-  ChildProcess first = startFfmpeg(captureArguments(L"640x480", L"bgr24", 150, L"first"),
+  // Long enough to outlast the second host on a loaded machine: a first host that has stopped
+  // has given the camera back.
+  ChildProcess first = startFfmpeg(captureArguments(L"640x480", L"bgr24", 450, L"first"),
                                    L"first.log");
   ASSERT_TRUE(first.valid());
   ASSERT_TRUE(waitForFile(m_folder.file(frameFile(L"first", 1)), kHostTimeoutMs))
