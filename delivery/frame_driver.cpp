@@ -1,6 +1,7 @@
 // The stream's beat: wait for the mixer's frame signal or a short time-out, keep the link to
 // the mixer repaired, pick the delivery path, and never let an exception end the worker.
 #include <windows.h>
+#include <timeapi.h>
 
 #include <atomic>
 #include <stdexcept>
@@ -8,6 +9,7 @@
 #include "diag/log.h"
 #include "filter/vcam_stream.h"
 #include "host/platform.h"
+#include "link/capture_frame_record.h"
 #include "link/capture_share_memory_mgr.h"
 
 namespace {
@@ -26,6 +28,26 @@ void showDeliveryFailureNotice() {
 }
 
 }  // namespace
+
+uint8_t* CVCamStream::readDeliverableFrame(CaptureFrameRecord& record) {
+  const DWORD start = timeGetTime();
+  for (;;) {
+    uint8_t* pixels = readFrameRecord(record);
+    // A texture is read in the host's format whatever the mixer was asked for.
+    if (!pixels || record.frameKind == kTextureFrame ||
+        m_layoutGuard.admits(record.timestampMs, record.width, record.height)) {
+      return pixels;
+    }
+    m_pCaptureShareMemory->unLockReadBuffer();
+    LogPrint(1, "CVCamStream::FillBuffer skips the frame stamped %u: it may be of the layout before",
+             static_cast<uint32_t>(record.timestampMs));
+    const DWORD waited = timeGetTime() - start;
+    if (waited >= kFrameWaitMs ||
+        WaitForSingleObject(m_hSynFrameEvent, kFrameWaitMs - waited) != WAIT_OBJECT_0) {
+      return nullptr;
+    }
+  }
+}
 
 HRESULT CVCamStream::FillBuffer(IMediaSample* sample) {
   if (!m_hSynFrameEvent) {

@@ -71,7 +71,7 @@ void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample* sample) {
       m_bFirstAttachDone = true;
     }
     CaptureFrameRecord record;
-    uint8_t* pixels = readFrameRecord(record);
+    uint8_t* pixels = readDeliverableFrame(record);
     // The writer is another process: a record that reaches past the region is no frame.
     const char* fault =
         pixels ? frameRecordFault(record, m_pCaptureShareMemory->getRegionSize(),

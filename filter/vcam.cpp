@@ -67,9 +67,12 @@ STDMETHODIMP CVCam::Pause() {
 
 STDMETHODIMP CVCam::Stop() {
   LogPrint(1, "CVCam::Stop");
+  // The worker ends first: with no mixer its wait runs out and republishes the request, which
+  // would take back a claim given back before.
+  const HRESULT hr = CSource::Stop();
   // Only this process's own claim is given back.
   if (stream() && stream()->deviceOpeningProcessId() == GetCurrentProcessId()) {
     stream()->setDeviceOpeningProcessId(0);
   }
-  return CSource::Stop();
+  return hr;
 }

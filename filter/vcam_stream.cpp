@@ -1,6 +1,9 @@
 #include "filter/vcam_stream.h"
 
 #include <dshow.h>
+#include <timeapi.h>
+
+#include <algorithm>
 
 #include <algorithm>
 
@@ -23,6 +26,8 @@ namespace {
 const int32_t kDefaultWidth = 1280;
 const int32_t kDefaultHeight = 720;
 const int32_t kDefaultFps = 25;
+// One with the worker, one in a tee's copy, one on its way to a renderer.
+const long kMinimumBuffers = 3;
 
 }  // namespace
 
@@ -107,7 +112,9 @@ HRESULT CVCamStream::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPER
   if (!allocator || !properties) return E_POINTER;
   CAutoLock lock(m_pFilter->pStateLock());
   const auto* format = reinterpret_cast<const VIDEOINFOHEADER*>(m_mt.Format());
-  properties->cBuffers = 1;
+  // A tee downstream copies each sample into a buffer of this same allocator while the worker
+  // holds another, so one buffer would stall the graph.
+  properties->cBuffers = std::max<long>(properties->cBuffers, kMinimumBuffers);
   // A host's image size may be stale or short; the buffer holds the whole frame whatever it says.
   properties->cbBuffer =
       format ? long(std::max<uint64_t>(format->bmiHeader.biSizeImage,
@@ -128,6 +135,10 @@ bool CVCamStream::UpdateVideoOutParamIntoSharedMemory() {
     m_pParamChannel = std::make_unique<VCamParamChannel>();
     m_pParamChannel->openOrCreate(kDefaultWidth, kDefaultHeight, kDefaultFps, 0);
   }
+  // Noted before the mixer can see it, so that a frame stamped earlier is of the older request.
+  m_layoutGuard.noteRequest(mixerFrameLayout(m_pParamChannel->getRequestedFourcc()),
+                            mixerFrameLayout(m_fourcc), m_widthOutReq, m_heightOutReq,
+                            timeGetTime());
   if (publishVideoOutParam(*m_pParamChannel, m_widthOutReq, m_heightOutReq,
                            m_avgTimePerFrameSample, m_fourcc)) {
     // Holding the camera again: the next frame is tried in the sealed layout first.

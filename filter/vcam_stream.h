@@ -9,6 +9,7 @@
 
 #include "delivery/frame_buffer.h"
 #include "delivery/format_tags.h"
+#include "delivery/layout_switch_guard.h"
 #include "delivery/sws_converter.h"
 #include "filter/zarn_interfaces.h"
 #include "media/lock.h"
@@ -143,6 +144,7 @@ class CVCamStream : public CSourceStream,
   FrameBuffer m_dumpFrame;
   uint32_t m_lastDumpTime = 0;
   bool m_bPlainRecords = false;
+  LayoutSwitchGuard m_layoutGuard;
 
  private:
   void closeSpareHandles();
@@ -155,6 +157,9 @@ class CVCamStream : public CSourceStream,
   // The newest record and its pixels, with the region's mutex held when non-null. A sealed record
   // that can't be deciphered switches the stream to the plain layout and is read again.
   uint8_t* readFrameRecord(CaptureFrameRecord& record);
+  // readFrameRecord for a frame that may go into a sample: one that may be of the layout before
+  // the host's request is skipped for the next, until the frame wait's time is up (then null).
+  uint8_t* readDeliverableFrame(CaptureFrameRecord& record);
   // With no mixer frame, the placeholder goes to the direct client as the filter's own texture.
   void sendPlaceholderTexture();
   // Refuses a format call while the mixer bars connections or another live process holds the

@@ -42,6 +42,11 @@ bool VCamParamChannel::isEnableVCamConnect() {
   return readParamField(m_region.view(), kEnableVCamConnect) == 1;
 }
 
+uint32_t VCamParamChannel::getRequestedFourcc() {
+  SharedRegion::Hold hold(m_region);
+  return readParamField(m_region.view(), kFourccOut);
+}
+
 void VCamParamChannel::writeVideoOutParam(uint32_t width, uint32_t height, uint32_t timePerFrame,
                                           uint32_t fourcc) {
   SharedRegion::Hold hold(m_region);

@@ -24,6 +24,8 @@ class VCamParamChannel {
   uint32_t getOpeningProcessId();
   void setOpeningProcessId(uint32_t pid);
   bool isEnableVCamConnect();
+  // The pixel format of the last request, whichever process made it.
+  uint32_t getRequestedFourcc();
   // Writes the request and claims the camera for the calling process, in one hold.
   void writeVideoOutParam(uint32_t width, uint32_t height, uint32_t timePerFrame, uint32_t fourcc);
   void writeFilterVersion(uint32_t value);

@@ -2,8 +2,11 @@
 // reference mixer's pattern right way up with frame counters that move on.
 #include <gtest/gtest.h>
 #include <windows.h>
+#include <dshow.h>
+#include <qedit.h>
 
 #include <algorithm>
+#include <atomic>
 #include <optional>
 #include <string>
 #include <vector>
@@ -29,6 +32,9 @@ const wchar_t kFrameMapping[] =
 const DWORD kHostTimeoutMs = 60000;
 const uint32_t kFourccRGB3 = 0x33424752;
 const uint32_t kFourccI420 = 0x30323449;
+const CLSID kCamera = {0x60A485B6, 0x17AA, 0x4D91, {0x81, 0x39, 0x60, 0xC1, 0xA0, 0x95, 0xEE, 0xF6}};
+const CLSID kSampleGrabber = {0xC1F400A0, 0x3F08, 0x11D3, {0x9F, 0x0B, 0x00, 0x60, 0x08, 0x03, 0x9E, 0x37}};
+const CLSID kNullRenderer = {0xC1F400A4, 0x3F08, 0x11D3, {0x9F, 0x0B, 0x00, 0x60, 0x08, 0x03, 0x9E, 0x37}};
 
 // A fresh folder under the temporary folder, removed with everything in it.
 class TempFolder {
@@ -115,6 +121,85 @@ std::string launchesOnceThereAre(size_t lines) {
   }
   return text;
 }
+
+// Sets an event at the second sample that it sees.
+class SecondSample : public ISampleGrabberCB {
+ public:
+  SecondSample() : m_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+  ~SecondSample() { CloseHandle(m_event); }
+  STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override {
+    *ppv = riid == IID_IUnknown || riid == IID_ISampleGrabberCB ? this : nullptr;
+    return *ppv ? S_OK : E_NOINTERFACE;
+  }
+  // Outlives the graph that calls it.
+  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+  STDMETHODIMP_(ULONG) Release() override { return 1; }
+  STDMETHODIMP SampleCB(double, IMediaSample*) override {
+    if (++m_samples == 2) SetEvent(m_event);
+    return S_OK;
+  }
+  STDMETHODIMP BufferCB(double, BYTE*, LONG) override { return S_OK; }
+  HANDLE event() const { return m_event; }
+
+ private:
+  HANDLE m_event;
+  std::atomic<int> m_samples{0};
+};
+
+// This process as a host of the registered camera: camera, sample grabber, null renderer.
+class InProcessHost {
+ public:
+  InProcessHost() {
+    CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
+                     reinterpret_cast<void**>(&m_graph));
+    CoCreateInstance(CLSID_CaptureGraphBuilder2, nullptr, CLSCTX_INPROC_SERVER,
+                     IID_ICaptureGraphBuilder2, reinterpret_cast<void**>(&m_builder));
+    for (int i = 0; i < 3; ++i) {
+      CoCreateInstance(kFilters[i], nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter,
+                       reinterpret_cast<void**>(&m_filters[i]));
+    }
+  }
+  ~InProcessHost() {
+    if (m_control) m_control->Release();
+    for (IBaseFilter* filter : m_filters) {
+      if (filter) filter->Release();
+    }
+    if (m_builder) m_builder->Release();
+    if (m_graph) m_graph->Release();
+  }
+
+  // Connects and runs; true once the second sample has passed.
+  bool run() {
+    if (!m_graph || !m_builder || !m_filters[0] || !m_filters[1] || !m_filters[2]) return false;
+    for (IBaseFilter* filter : m_filters) m_graph->AddFilter(filter, nullptr);
+    m_builder->SetFiltergraph(m_graph);
+    ISampleGrabber* grabber = nullptr;
+    m_filters[1]->QueryInterface(IID_ISampleGrabber, reinterpret_cast<void**>(&grabber));
+    grabber->SetCallback(&m_samples, 0);
+    grabber->Release();
+    m_graph->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(&m_control));
+    // No category: a straight chain, with no tee.
+    return SUCCEEDED(m_builder->RenderStream(nullptr, &MEDIATYPE_Video, m_filters[0], m_filters[1],
+                                             m_filters[2])) &&
+           SUCCEEDED(m_control->Run()) &&
+           WaitForSingleObject(m_samples.event(), 10000) == WAIT_OBJECT_0;
+  }
+  // The camera first, while its worker waits for a frame: the graph stops its renderers first,
+  // after which how long the camera's own stop is on its way is a matter of luck.
+  HRESULT stop() {
+    const HRESULT hr = m_filters[0]->Stop();
+    m_control->Stop();
+    return hr;
+  }
+
+ private:
+  const CLSID kFilters[3] = {kCamera, kSampleGrabber, kNullRenderer};
+  IGraphBuilder* m_graph = nullptr;
+  ICaptureGraphBuilder2* m_builder = nullptr;
+  IBaseFilter* m_filters[3] = {};
+  IMediaControl* m_control = nullptr;
+  SecondSample m_samples;
+};
 
 class FfmpegHostTest : public ::testing::Test {
  protected:
@@ -256,7 +341,9 @@ TEST_F(FfmpegHostTest, CapturesPatternUprightWithAdvancingCounters) {
 
 TEST_F(FfmpegHostTest, SecondHostIsRefusedWhileTheFirstCaptures) {
   startMixer();
-  ChildProcess first = startFfmpeg(captureArguments(L"640x480", L"bgr24", 150, L"first"),
+  // Long enough to outlast the second host on a loaded machine: a first host that has stopped
+  // has given the camera back.
+  ChildProcess first = startFfmpeg(captureArguments(L"640x480", L"bgr24", 450, L"first"),
                                    L"first.log");
   ASSERT_TRUE(first.valid());
   ASSERT_TRUE(waitForFile(m_folder.file(frameFile(L"first", 1)), kHostTimeoutMs))
@@ -274,6 +361,69 @@ TEST_F(FfmpegHostTest, SecondHostIsRefusedWhileTheFirstCaptures) {
   EXPECT_EQ(params.getOpeningProcessId(), first.pid());
   EXPECT_EQ(first.wait(kHostTimeoutMs), std::optional<DWORD>(0))
       << readFileBytes(m_folder.file(L"first.log"));
+}
+
+// A host that stops and stays alive, as a call application does between calls, gives the camera
+// back for good: its stream's last wait for a frame does not take the claim again.
+TEST_F(FfmpegHostTest, HostThatStopsAndStaysAliveLeavesTheCameraToTheNext) {
+  InProcessHost host;  // no mixer runs: the stream shows the stored picture
+  // From the second sample on, the worker spends nearly all its time waiting for a frame.
+  ASSERT_TRUE(host.run());
+  EXPECT_EQ(host.stop(), S_OK);
+  VCamParamChannel params;
+  params.openOrCreate(1280, 720, 25, 0);
+  EXPECT_EQ(params.getOpeningProcessId(), 0u);
+  std::string output;
+  EXPECT_EQ(runFfmpeg(captureArguments(L"640x480", L"bgr24", 3, L"next"), L"next.log", output), 0)
+      << output;
+}
+
+// Hosts that build their graph with the capture graph builder get a tee in front of the camera,
+// which copies each sample into another buffer of the camera's own allocator. Every run of each
+// kind of graph has frames in every stream, and every stop returns.
+TEST_F(FfmpegHostTest, BuilderGraphsHaveFramesInEveryRunAndStopEachTime) {
+  startMixer();
+  for (const std::wstring streams : {L"capture", L"preview", L"both"}) {
+    SCOPED_TRACE(std::string(streams.begin(), streams.end()));
+    const std::wstring log = m_folder.file(L"builder-" + streams + L".log");
+    ChildProcess probe = startWithOutputFile(
+        executableFolder() + L"zarncam-probe.exe",
+        L"--builder " + streams + L" --runs 2 --frames 10 --size 640x480 --format rgb24", log);
+    ASSERT_TRUE(probe.valid());
+    const std::optional<DWORD> code = probe.wait(kHostTimeoutMs);
+    if (!code) probe.kill();
+    const std::string output = readFileBytes(log);
+    // 0: frames in every stream of both runs, and each stop returned.
+    EXPECT_EQ(code, std::optional<DWORD>(0)) << output;
+    EXPECT_NE(output.find("run 2 of 2:"), std::string::npos) << output;
+  }
+}
+
+// A host that asks for another pixel layout than the one before gets no frame of the old one
+// read in the new: the first frame of every capture shows the pattern, not noise.
+TEST_F(FfmpegHostTest, FirstFrameAfterALayoutChangeShowsThePattern) {
+  struct Case {
+    const wchar_t* pixelFormat;
+    int tolerance;  // the planar route goes through a lossy colour conversion
+  };
+  const Case cases[] = {{L"bgr24", 8}, {L"yuv420p", 40}, {L"bgr24", 8}, {L"yuv420p", 40}};
+  const int frames = 3;
+  startMixer();
+  int capture = 0;
+  for (const Case& c : cases) {
+    const std::wstring prefix = L"layout" + std::to_wstring(++capture) + L"-";
+    SCOPED_TRACE("capture " + std::to_string(capture));
+    std::string output;
+    ASSERT_EQ(runFfmpeg(captureArguments(L"1280x720", c.pixelFormat, frames, prefix),
+                        prefix + L".log", output),
+              0)
+        << output;
+    for (int i = 1; i <= frames; ++i) {
+      BgraImage image;
+      ASSERT_TRUE(readBmp(m_folder.file(frameFile(prefix, i)), image));
+      EXPECT_TRUE(showsPatternUpright(image, c.tolerance)) << "frame " << i;
+    }
+  }
 }
 
 // The same tests against the installed camera, whose application can be started.

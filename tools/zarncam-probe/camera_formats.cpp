@@ -82,6 +82,12 @@ HRESULT setCameraFormat(IPin* output, const ProbeOptions& options, std::string& 
     failure = "the camera's pin has no IAMStreamConfig";
     return E_NOINTERFACE;
   }
+  const HRESULT result = setStreamFormat(config, options, failure);
+  config->Release();
+  return result;
+}
+
+HRESULT setStreamFormat(IAMStreamConfig* config, const ProbeOptions& options, std::string& failure) {
   HRESULT result = VFW_E_INVALIDMEDIATYPE;
   failure = "the camera offers no such size, rate and format";
   const REFERENCE_TIME period = 10000000 / options.fps;
@@ -98,6 +104,5 @@ HRESULT setCameraFormat(IPin* output, const ProbeOptions& options, std::string& 
                   : "SetFormat failed";
     return false;
   });
-  config->Release();
   return result;
 }

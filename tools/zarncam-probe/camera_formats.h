@@ -27,3 +27,6 @@ GUID subtypeFor(const std::string& format);
 
 // SetFormat with the catalogue row of the wanted size, rate and format; `failure` says why not.
 HRESULT setCameraFormat(IPin* output, const ProbeOptions& options, std::string& failure);
+
+// The same through the stream configuration interface itself, as a capture graph builder finds it.
+HRESULT setStreamFormat(IAMStreamConfig* config, const ProbeOptions& options, std::string& failure);

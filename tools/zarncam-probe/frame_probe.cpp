@@ -7,13 +7,8 @@
 #include "camera_formats.h"
 #include "frame_meter.h"
 
-namespace {
-
-// The system's sample grabber and null renderer; mingw's headers don't name their classes.
 const CLSID kSampleGrabber = {0xC1F400A0, 0x3F08, 0x11D3, {0x9F, 0x0B, 0x00, 0x60, 0x08, 0x03, 0x9E, 0x37}};
 const CLSID kNullRenderer = {0xC1F400A4, 0x3F08, 0x11D3, {0x9F, 0x0B, 0x00, 0x60, 0x08, 0x03, 0x9E, 0x37}};
-
-}  // namespace
 
 IGraphBuilder* createFilterGraph() {
   IGraphBuilder* graph = nullptr;

@@ -19,6 +19,10 @@ struct ProbeResult {
   std::vector<int> agesMs;  // one per mixer frame
 };
 
+// The system's sample grabber and null renderer; mingw's headers don't name their classes.
+extern const CLSID kSampleGrabber;
+extern const CLSID kNullRenderer;
+
 // The system's filter graph; null if it has none.
 IGraphBuilder* createFilterGraph();
 

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <string>
 
+#include "builder_run.h"
 #include "camera_devices.h"
 #include "camera_formats.h"
 #include "cycle_run.h"
@@ -35,6 +36,11 @@ int main(int argc, char** argv) {
     for (const std::wstring& name : videoInputDeviceNames()) std::printf("%ls\n", name.c_str());
     CoUninitialize();
     return kOk;
+  }
+  if (!options.builder.empty()) {
+    const int code = runBuilder(options);
+    CoUninitialize();
+    return code;
   }
   if (options.cycles > 0) {
     const int code = runCycles(options);

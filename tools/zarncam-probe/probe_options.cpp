@@ -7,6 +7,7 @@
 const char kProbeUsage[] =
     "usage: zarncam-probe [--list] [--caps] [--size WxH] [--fps N] [--format rgb24|rgb32|i420]\n"
     "                     [--frames N | --seconds S] [--bmp N] [--bmp-folder DIR] [--cycles N]\n"
+    "                     [--builder capture|preview|both] [--runs N]\n"
     "  --list        the video input devices, as a host sees them\n"
     "  --caps        the capabilities of \"ZarnCam Pro\"\n"
     "  otherwise     opens \"ZarnCam Pro\" at the size, rate and format given (default 1280x720,\n"
@@ -16,7 +17,13 @@ const char kProbeUsage[] =
     "                changes from cycle to cycle, runs until --frames (default 10) or --seconds\n"
     "                (default 10), stops and releases it; prints each cycle, the frames from the\n"
     "                mixer and the placeholder, the process's handle count after the first and\n"
-    "                the last cycle, and the camera's holder after the last stop\n";
+    "                the last cycle, and the camera's holder after the last stop\n"
+    "  --builder S   builds the graph with the capture graph builder: sets the format through the\n"
+    "                IAMStreamConfig that it finds, renders the capture stream to a null renderer,\n"
+    "                the preview stream to the renderer it picks (needs a display), or both; runs\n"
+    "                it --runs times (default 2) until --frames (default 30) in every stream or\n"
+    "                --seconds (default 10), and stops it; prints the frames of each stream and\n"
+    "                run, and exits with 6 when a stop hangs\n";
 
 namespace {
 
@@ -34,7 +41,8 @@ bool parseProbeOptions(int argc, char** argv, ProbeOptions& options, std::string
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
     bool takesValue = arg == "--size" || arg == "--fps" || arg == "--format" || arg == "--frames" ||
-                      arg == "--seconds" || arg == "--bmp" || arg == "--bmp-folder" || arg == "--cycles";
+                      arg == "--seconds" || arg == "--bmp" || arg == "--bmp-folder" || arg == "--cycles" ||
+                      arg == "--builder" || arg == "--runs";
     if (takesValue && i + 1 >= argc) {
       error = arg + " wants a value";
       return false;
@@ -61,10 +69,18 @@ bool parseProbeOptions(int argc, char** argv, ProbeOptions& options, std::string
         error = std::string("--format wants rgb24, rgb32 or i420, not ") + value;
         return false;
       }
-    } else if (arg == "--frames" || arg == "--seconds" || arg == "--bmp" || arg == "--cycles") {
+    } else if (arg == "--builder") {
+      options.builder = value;
+      if (options.builder != "capture" && options.builder != "preview" && options.builder != "both") {
+        error = std::string("--builder wants capture, preview or both, not ") + value;
+        return false;
+      }
+    } else if (arg == "--frames" || arg == "--seconds" || arg == "--bmp" || arg == "--cycles" ||
+               arg == "--runs") {
       int& target = arg == "--frames"    ? options.frames
                     : arg == "--seconds" ? options.seconds
                     : arg == "--cycles"  ? options.cycles
+                    : arg == "--runs"    ? options.runs
                                          : options.bmpFrames;
       if (!wholeNumber(value, 0, 1000000, target)) {
         error = arg + " wants a whole number, not " + value;
@@ -80,5 +96,7 @@ bool parseProbeOptions(int argc, char** argv, ProbeOptions& options, std::string
   // A cycle always ends by itself.
   if (options.cycles > 0 && options.frames == 0 && options.seconds == 0) options.frames = 10;
   if (options.cycles > 0 && options.seconds == 0) options.seconds = 10;
+  if (!options.builder.empty() && options.frames == 0 && options.seconds == 0) options.frames = 30;
+  if (!options.builder.empty() && options.seconds == 0) options.seconds = 10;
   return true;
 }

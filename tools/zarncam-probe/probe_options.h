@@ -12,13 +12,15 @@ struct ProbeOptions {
   int frames = 0;                // frames to capture; 0 with seconds 0 means 100
   int seconds = 0;
   int cycles = 0;                // above 0: open, format, run, stop and release that many times
+  std::string builder;            // capture, preview or both: the graph comes from the builder
+  int runs = 2;                   // with --builder: runs of one graph, each stopped
   int bmpFrames = 0;             // how many of the first frames go to BMP files
   std::string bmpFolder = ".";
 };
 
 extern const char kProbeUsage[];
 
-enum ProbeExitCode { kOk = 0, kBadArguments = 2, kNoCamera = 3, kRefused = 4, kFailed = 5 };
+enum ProbeExitCode { kOk = 0, kBadArguments = 2, kNoCamera = 3, kRefused = 4, kFailed = 5, kHung = 6 };
 
 // False with `error` set when the command line is wrong.
 bool parseProbeOptions(int argc, char** argv, ProbeOptions& options, std::string& error);
