@@ -5,7 +5,6 @@
 
 #include <algorithm>
 
-#include <algorithm>
 
 #include "delivery/scale_frame.h"
 #include "diag/log.h"
