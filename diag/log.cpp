@@ -18,6 +18,7 @@ void LogPrint(int level, const char* format, ...) {
   // The limiter is made second so that its destructor, which closes the stream, runs first.
   static LogFile logFile;
   static LogLimiter logLimiter;
+  restartLogLimiter();
 
   char message[4096];
   va_list args;
