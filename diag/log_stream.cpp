@@ -131,10 +131,11 @@ int SharedFileBuf::sync() {
 bool SharedFileBuf::writePending() {
   if (m_pending.empty()) return true;
   // Once lines were dropped the holder is likely still stuck: no more waiting until it is gone.
+  // A drop is no failure: a failed stream would stay failed and write nothing ever again.
   if (!m_appendLock->acquire(m_dropped ? 0 : kAppendWaitMs)) {
     m_dropped += uint32_t(std::count(m_pending.begin(), m_pending.end(), '\n'));
     m_pending.clear();
-    return false;
+    return true;
   }
   if (m_dropped) {
     std::ostringstream report;
