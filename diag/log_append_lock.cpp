@@ -1,6 +1,6 @@
 #include "diag/log_append_lock.h"
 
-LogAppendLock::LogAppendLock() : m_mutex(CreateMutexW(nullptr, FALSE, L"ZARNCAM_VCAM_LOG_APPEND_Mutex")) {}
+LogAppendLock::LogAppendLock() : m_mutex(CreateMutexW(nullptr, FALSE, L"ZARNCAM_VCAM_LOG_APPEND_MUTEX")) {}
 
 LogAppendLock::~LogAppendLock() {
   if (m_mutex) CloseHandle(m_mutex);
