@@ -36,9 +36,9 @@ bool waitFor(const std::string& name) {
   return set;
 }
 
-// args: parent pid, writer name, "rotate" or "follow". Every line is "<name> <n>". The rotating
-// writer moves the log aside halfway; the others write until then and as much again after.
-// Exits with the number of lines written.
+// args: parent pid, writer name, then the other writers' names for the one that rotates. Every
+// line is "<name> <n>". The rotating writer moves the log aside once all have written, and the
+// others write as much again after that. Exits with the number of lines written.
 ZARN_CHILD_ROLE(numbered_writer) {
   const std::string folder = testFolder(args.at(0)), prefix = "zarn_log_" + args.at(0);
   g_logPath = folder + "zarncamvcam.log";
@@ -46,11 +46,15 @@ ZARN_CHILD_ROLE(numbered_writer) {
   g_logStream.open(fromAnsi(g_logPath));
   if (!waitFor(prefix + "_go")) return 0;
   HANDLE rotated = namedEvent(prefix + "_rotated");
-  const bool rotates = args.at(2) == "rotate";
+  HANDLE writing = namedEvent(prefix + "_" + args.at(1));
   int written = 0, afterRotation = 0;
   for (; written < 20000 && afterRotation < 200; ++written) {
     g_logStream << args[1] << " " << written << std::endl;
-    if (rotates && written == 200) {
+    SetEvent(writing);
+    if (args.size() > 2 && written == 200) {
+      for (size_t other = 2; other < args.size(); ++other) {
+        if (!waitFor(prefix + "_" + args[other])) return 0;
+      }
       LogLimiterTimerProc();
       SetEvent(rotated);
     }
@@ -109,8 +113,8 @@ TEST_F(LogStreamTest, FourWritersLoseNoLineWhenOneOfThemRotatesTheLogTheyHoldOpe
   HANDLE rotated = event("_rotated");
   const char* names[] = {"A", "B", "C", "R"};
   std::vector<ChildProcess> writers;
-  for (const char* name : names)
-    writers.push_back(ChildProcess::startRole("numbered_writer", {m_pid, name, name[0] == 'R' ? "rotate" : "follow"}));
+  for (const char* name : {"A", "B", "C"}) writers.push_back(ChildProcess::startRole("numbered_writer", {m_pid, name}));
+  writers.push_back(ChildProcess::startRole("numbered_writer", {m_pid, "R", "A", "B", "C"}));
   SetEvent(go);
   std::map<std::string, DWORD> written;
   for (size_t i = 0; i < writers.size(); ++i) {
@@ -138,7 +142,7 @@ TEST_F(LogStreamTest, FourWritersLoseNoLineWhenOneOfThemRotatesTheLogTheyHoldOpe
   }
   size_t lost = 0;
   for (const char* name : names) {
-    EXPECT_GT(written[name], 200u) << name;
+    EXPECT_GT(written[name], 200u) << name << " wrote nothing before the rotation";
     lost += written[name] - found[name].size();
   }
   std::printf("lines written %lu, lost %zu, damaged %zu\n",
