@@ -15,9 +15,14 @@ void LogPrint(int level, const char* format, ...) {
   // A filtered call costs one comparison and never opens the file.
   if (g_logThreshold.load(std::memory_order_relaxed) > level) return;
 
+  // After detach nothing may open the log or start its thread: the module is on its way out.
+  LogLineQueue* queue = LogLineQueue::instance();
+  if (!queue) return;
+
   // The limiter is made second so that its destructor, which closes the stream, runs first.
   static LogFile logFile;
   static LogLimiter logLimiter;
+  restartLogLimiter();
 
   char message[4096];
   va_list args;
@@ -31,8 +36,6 @@ void LogPrint(int level, const char* format, ...) {
                 static_cast<unsigned>(GetCurrentThreadId()), static_cast<unsigned>(GetCurrentProcessId()),
                 g_logLevelText[level], message);
 
-  LogLineQueue* queue = LogLineQueue::instance();
-  if (!queue) return;
   queue->Push(line);
   queue->Drain(g_logStream);
 }

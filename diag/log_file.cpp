@@ -30,7 +30,7 @@ LogFile::LogFile() {
   std::string narrowFolder = toAnsi(folder);
 
   g_logPath = logFilePath(narrowFolder, ".log");
-  g_logStream.open(fromAnsi(g_logPath), std::ios::out | std::ios::app);
+  g_logStream.open(fromAnsi(g_logPath));
 
   std::string stamp = logTimeStamp();
   beginDirectLine(g_logStream, stamp) << std::string(90, '+') << "\n";

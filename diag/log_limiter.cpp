@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cstdio>
 #include <optional>
 
@@ -10,10 +11,19 @@
 
 namespace {
 
-constexpr UINT_PTR kTimerId = 12299;
-constexpr UINT kTimerPeriodMs = 30 * 60 * 1000;
+constexpr DWORD kTimerPeriodMs = 30 * 60 * 1000;
+// A stop waits this long at most: the thread ends at once unless a rotation is under way.
+constexpr DWORD kStopWaitMs = 10000;
 // The log is moved aside once it is larger than this.
 constexpr int64_t kRotateAbove = 0x1400000;
+
+SRWLOCK g_limiterLock = SRWLOCK_INIT;
+std::atomic<bool> g_limiterRunning{false};
+// Set at exit processing, after which no thread may start.
+bool g_limiterEnded = false;
+HANDLE g_stopEvent = nullptr;
+HANDLE g_thread = nullptr;
+DWORD g_threadId = 0;
 
 std::optional<int64_t> fileSize(const std::string& path) {
   struct _stat64 info;
@@ -21,9 +31,55 @@ std::optional<int64_t> fileSize(const std::string& path) {
   return info.st_size;
 }
 
+DWORD WINAPI limiterThread(void* parameter) {
+  HANDLE stop = static_cast<HANDLE>(parameter);
+  while (WaitForSingleObject(stop, kTimerPeriodMs) == WAIT_TIMEOUT) LogLimiterTimerProc();
+  HMODULE self = nullptr;
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                     reinterpret_cast<LPCWSTR>(&limiterThread), &self);
+  FreeLibraryAndExitThread(self, 0);
+}
+
+void startLocked() {
+  if (g_thread || g_limiterEnded) return;
+  HMODULE self = nullptr;
+  // Released by the thread as it ends.
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&limiterThread), &self);
+  g_stopEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  g_thread = CreateThread(nullptr, 0, limiterThread, g_stopEvent, 0, &g_threadId);
+  if (!g_thread) {
+    CloseHandle(g_stopEvent);
+    g_stopEvent = nullptr;
+    FreeLibrary(self);
+    return;
+  }
+  g_limiterRunning = true;
+  beginDirectLine(g_logStream, logTimeStamp()) << "LogLimiter start Tid:" << g_threadId << std::endl;
+}
+
+void stopLocked() {
+  if (!g_thread) return;
+  beginDirectLine(g_logStream, logTimeStamp()) << "LogLimiter end Tid:" << g_threadId << std::endl;
+  SetEvent(g_stopEvent);
+  WaitForSingleObject(g_thread, kStopWaitMs);
+  CloseHandle(g_thread);
+  CloseHandle(g_stopEvent);
+  g_thread = nullptr;
+  g_stopEvent = nullptr;
+  g_limiterRunning = false;
+}
+
+class ExclusiveHold {
+ public:
+  ExclusiveHold() { AcquireSRWLockExclusive(&g_limiterLock); }
+  ~ExclusiveHold() { ReleaseSRWLockExclusive(&g_limiterLock); }
+  ExclusiveHold(const ExclusiveHold&) = delete;
+  ExclusiveHold& operator=(const ExclusiveHold&) = delete;
+};
+
 }  // namespace
 
-void CALLBACK LogLimiterTimerProc(HWND, UINT, UINT_PTR, DWORD) {
+void LogLimiterTimerProc() {
   std::string stamp = logTimeStamp();
   beginDirectLine(g_logStream, stamp) << "Timer!!!!" << g_logPath << "  " << g_logOldPath
                                       << "Size:" << fileSize(g_logPath).value_or(0) << std::endl;
@@ -31,31 +87,34 @@ void CALLBACK LogLimiterTimerProc(HWND, UINT, UINT_PTR, DWORD) {
   std::optional<int64_t> size = fileSize(g_logPath);
   if (!size || *size <= kRotateAbove) return;
 
-  g_logStream.close();
-  std::remove(g_logOldPath.c_str());
-  bool renamed = std::rename(g_logPath.c_str(), g_logOldPath.c_str()) == 0;
-  // Reopened even when the rename failed: the log is then emptied in place and stays bounded.
-  g_logStream.open(fromAnsi(g_logPath), std::ios::out | std::ios::trunc);
-  if (renamed) {
+  if (g_logStream.rotate(fromAnsi(g_logPath), fromAnsi(g_logOldPath))) {
     beginDirectLine(g_logStream, stamp) << "log rotated: " << logTimeStamp() << std::endl;
   } else {
     beginDirectLine(g_logStream, stamp) << "Failed to backup the old log file:" << g_logPath << std::endl;
   }
 }
 
-LogLimiter::LogLimiter() : m_timerId(SetTimer(nullptr, kTimerId, kTimerPeriodMs, LogLimiterTimerProc)) {
-  // Only the host's thread that made the timer can kill it, and that thread may outlive an
-  // unload of this module: the module stays loaded so the callback never outlives its code.
-  HMODULE self = nullptr;
-  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
-                     reinterpret_cast<LPCWSTR>(&LogLimiterTimerProc), &self);
-  beginDirectLine(g_logStream, logTimeStamp()) << "LogLimiter start"
-                                               << " Tid:" << static_cast<uint32_t>(m_timerId) << std::endl;
+LogLimiter::LogLimiter() {
+  ExclusiveHold hold;
+  startLocked();
 }
 
 LogLimiter::~LogLimiter() {
-  beginDirectLine(g_logStream, logTimeStamp()) << "LogLimiter end"
-                                               << " Tid:" << static_cast<uint32_t>(m_timerId) << std::endl;
-  KillTimer(nullptr, m_timerId);
+  {
+    ExclusiveHold hold;
+    stopLocked();
+    g_limiterEnded = true;
+  }
   g_logStream.close();
+}
+
+void restartLogLimiter() {
+  if (g_limiterRunning.load(std::memory_order_relaxed)) return;
+  ExclusiveHold hold;
+  startLocked();
+}
+
+void stopLogLimiter() {
+  ExclusiveHold hold;
+  stopLocked();
 }

@@ -1,18 +1,23 @@
 #pragma once
-// Bounds the log's size: a thread timer that moves a grown log aside and starts a new one.
+// Bounds the log's size: a thread of the module's own that moves a grown log aside every half
+// hour. A host's thread timer could outlive an unload of the module; this thread can't.
 #include <windows.h>
 
-// Runs on the thread that made the first log line, when that thread dispatches messages.
-void CALLBACK LogLimiterTimerProc(HWND window, UINT message, UINT_PTR timerId, DWORD time);
+// One look at the log's size, and a rotation if it has grown too large.
+void LogLimiterTimerProc();
 
 class LogLimiter {
  public:
+  // Starts the thread.
   LogLimiter();
-  // Closes the stream and kills the timer, which works only on the thread that made it.
+  // Stops the thread and closes the stream.
   ~LogLimiter();
   LogLimiter(const LogLimiter&) = delete;
   LogLimiter& operator=(const LogLimiter&) = delete;
-
- private:
-  UINT_PTR m_timerId;
 };
+
+// Starts the thread again after stopLogLimiter; does nothing while it runs.
+void restartLogLimiter();
+// Stops the thread and waits for it; the module calls it before it may be unloaded. The
+// thread holds a reference on the module while it runs, so it never outlives the code.
+void stopLogLimiter();

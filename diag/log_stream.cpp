@@ -1,18 +1,18 @@
 #include "diag/log_stream.h"
 
+#include <algorithm>
+#include <sstream>
+
+#include "diag/log_state.h"
+
 namespace {
 
-// Wine appends by taking the size and then writing there, which two processes can interleave.
-// An exclusive lock on a byte far past any log's end keeps their appends apart; no one reads
-// or writes that byte, so the lock is never in anybody's way.
-constexpr DWORD kAppendLockOffsetHigh = 0x100;
-
-bool lockForAppend(HANDLE file, bool lock) {
-  OVERLAPPED at = {};
-  at.OffsetHigh = kAppendLockOffsetHigh;
-  return lock ? LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &at) != FALSE
-              : UnlockFileEx(file, 0, 1, 0, &at) != FALSE;
-}
+// Far above any single append, well below what stalls a host's frames for long: a host that
+// is suspended while it holds the lock costs every other host one wait, then drops.
+constexpr DWORD kAppendWaitMs = 500;
+// The rotation copies up to 20 MiB under the lock, but waits longer for it than a line.
+constexpr DWORD kRotateWaitMs = 5000;
+constexpr DWORD kCopyChunk = 1 << 20;
 
 class ExclusiveHold {
  public:
@@ -25,21 +25,50 @@ class ExclusiveHold {
   SRWLOCK& m_lock;
 };
 
+HANDLE openShared(const std::wstring& path, DWORD access, DWORD disposition) {
+  return CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, disposition,
+                     FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+// Reads past other processes' open handles, which CopyFileW does not.
+bool copyShared(const std::wstring& from, const std::wstring& to) {
+  HANDLE source = openShared(from, GENERIC_READ, OPEN_EXISTING);
+  if (source == INVALID_HANDLE_VALUE) return false;
+  HANDLE target = CreateFileW(to.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                              FILE_ATTRIBUTE_NORMAL, nullptr);
+  bool ok = target != INVALID_HANDLE_VALUE;
+  std::string chunk(kCopyChunk, '\0');
+  DWORD got = 0;
+  while (ok && ReadFile(source, chunk.data(), kCopyChunk, &got, nullptr) && got > 0) {
+    DWORD written = 0;
+    ok = WriteFile(target, chunk.data(), got, &written, nullptr) && written == got;
+  }
+  if (target != INVALID_HANDLE_VALUE) CloseHandle(target);
+  CloseHandle(source);
+  return ok;
+}
+
+void empty(const std::wstring& path) {
+  HANDLE file = openShared(path, GENERIC_WRITE, TRUNCATE_EXISTING);
+  if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
+}
+
 }  // namespace
 
 SharedFileBuf::~SharedFileBuf() { close(); }
 
-bool SharedFileBuf::open(const std::wstring& path, std::ios::openmode mode) {
+bool SharedFileBuf::open(const std::wstring& path) {
   ExclusiveHold hold(m_lock);
   if (m_file != INVALID_HANDLE_VALUE) return false;
-  // Append-only access makes each write land whole at the end, whoever else appends meanwhile.
-  // Reading is asked for too, because byte-range locks need it.
-  bool truncate = (mode & std::ios::trunc) != 0;
-  m_appending = !truncate;
-  m_file = CreateFileW(path.c_str(), truncate ? GENERIC_WRITE : GENERIC_READ | FILE_APPEND_DATA,
-                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, truncate ? CREATE_ALWAYS : OPEN_ALWAYS,
-                       FILE_ATTRIBUTE_NORMAL, nullptr);
-  return m_file != INVALID_HANDLE_VALUE;
+  return openLocked(path);
+}
+
+bool SharedFileBuf::openLocked(const std::wstring& path) {
+  // Append-only access makes each write land at the end, whoever else appends meanwhile.
+  m_file = openShared(path, FILE_APPEND_DATA, OPEN_ALWAYS);
+  if (m_file == INVALID_HANDLE_VALUE) return false;
+  if (!m_appendLock) m_appendLock = std::make_unique<LogAppendLock>();
+  return true;
 }
 
 bool SharedFileBuf::close() {
@@ -48,12 +77,34 @@ bool SharedFileBuf::close() {
   bool written = writePending();
   bool closed = CloseHandle(m_file) != FALSE;
   m_file = INVALID_HANDLE_VALUE;
+  m_appendLock.reset();
   return written && closed;
 }
 
 bool SharedFileBuf::isOpen() const {
   ExclusiveHold hold(m_lock);
   return m_file != INVALID_HANDLE_VALUE;
+}
+
+bool SharedFileBuf::rotate(const std::wstring& path, const std::wstring& oldPath) {
+  ExclusiveHold hold(m_lock);
+  if (m_file != INVALID_HANDLE_VALUE) {
+    writePending();
+    CloseHandle(m_file);
+    m_file = INVALID_HANDLE_VALUE;
+  }
+  if (!m_appendLock) m_appendLock = std::make_unique<LogAppendLock>();
+  // Rotated even when another process keeps the lock: the log must stay bounded.
+  const bool locked = m_appendLock->acquire(kRotateWaitMs);
+  DeleteFileW(oldPath.c_str());
+  bool moved = MoveFileW(path.c_str(), oldPath.c_str()) != FALSE;
+  if (!moved) {
+    moved = copyShared(path, oldPath);
+    empty(path);
+  }
+  openLocked(path);
+  if (locked) m_appendLock->release();
+  return moved;
 }
 
 SharedFileBuf::int_type SharedFileBuf::overflow(int_type c) {
@@ -79,19 +130,32 @@ int SharedFileBuf::sync() {
 
 bool SharedFileBuf::writePending() {
   if (m_pending.empty()) return true;
-  bool locked = m_appending && lockForAppend(m_file, true);
+  // Once lines were dropped the holder is likely still stuck: no more waiting until it is gone.
+  // A drop is no failure: a failed stream would stay failed and write nothing ever again.
+  if (!m_appendLock->acquire(m_dropped ? 0 : kAppendWaitMs)) {
+    m_dropped += uint32_t(std::count(m_pending.begin(), m_pending.end(), '\n'));
+    m_pending.clear();
+    return true;
+  }
+  if (m_dropped) {
+    std::ostringstream report;
+    beginDirectLine(report, logTimeStamp())
+        << "log lines dropped while another process held the log: " << m_dropped << "\r\n";
+    m_pending.insert(0, report.str());
+  }
   DWORD written = 0;
   bool ok = WriteFile(m_file, m_pending.data(), static_cast<DWORD>(m_pending.size()), &written, nullptr) &&
             written == m_pending.size();
-  if (locked) lockForAppend(m_file, false);
+  m_appendLock->release();
   m_pending.clear();
+  m_dropped = 0;
   return ok;
 }
 
 LogStream::LogStream() : std::ostream(&m_buf) {}
 
-void LogStream::open(const std::wstring& path, std::ios::openmode mode) {
-  if (m_buf.open(path, mode)) {
+void LogStream::open(const std::wstring& path) {
+  if (m_buf.open(path)) {
     clear();
   } else {
     setstate(std::ios::failbit);
@@ -100,4 +164,14 @@ void LogStream::open(const std::wstring& path, std::ios::openmode mode) {
 
 void LogStream::close() {
   if (!m_buf.close()) setstate(std::ios::failbit);
+}
+
+bool LogStream::rotate(const std::wstring& path, const std::wstring& oldPath) {
+  const bool moved = m_buf.rotate(path, oldPath);
+  if (m_buf.isOpen()) {
+    clear();
+  } else {
+    setstate(std::ios::failbit);
+  }
+  return moved;
 }

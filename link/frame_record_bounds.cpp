@@ -10,8 +10,8 @@ const char* sealedRecordFault(uint64_t sealedLength, uint64_t regionSize) {
 
 const char* frameRecordFault(const CaptureFrameRecord& record, uint64_t regionSize,
                              uint64_t frameBytes) {
-  if (record.width > kMaxFrameSide) return "width above 3840";
-  if (record.height > kMaxFrameSide) return "height above 3840";
+  if (record.width > kMaxFrameSide) return "width above 16384";
+  if (record.height > kMaxFrameSide) return "height above 16384";
   if (record.frameKind == kTextureFrame) return nullptr;
   // Written so that no sum can wrap, whatever the offset holds.
   if (record.readBufferOffset > regionSize || frameBytes > regionSize - record.readBufferOffset) {

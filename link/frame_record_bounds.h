@@ -5,8 +5,9 @@
 
 #include "link/capture_frame_record.h"
 
-// Largest width and height of a frame, in pixels; the stream sizes its buffers by them.
-constexpr uint32_t kMaxFrameSide = 3840;
+// Largest width and height of a frame, in pixels, whatever the region holds: the largest
+// texture side, and small enough that no byte count of a frame overflows 32-bit strides.
+constexpr uint32_t kMaxFrameSide = 16384;
 
 // Why a sealed record of `sealedLength` bytes can't be deciphered from a region of
 // `regionSize` bytes; null when it can.

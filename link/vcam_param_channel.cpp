@@ -1,5 +1,9 @@
 #include "link/vcam_param_channel.h"
 
+#include <atomic>
+
+#include "diag/log.h"
+#include "host/log_throttle.h"
 #include "host/process_identity.h"
 #include "link/vcam_param_block.h"
 
@@ -7,6 +11,9 @@ namespace {
 
 const wchar_t kParamBaseName[] = L"ZARNCAM_INT_VIRTUAL_VIDEO_VCAMPARA_SHARE_MEMORY";
 const wchar_t kParamEventName[] = L"{5C3AC6B4-EC14-43b0-94F6-0A5A3639494F}__Event_ZarnCam";
+const uint32_t kLogIntervalMs = 60000;
+
+std::atomic<uint32_t> g_lastNoRegionLine{0};
 
 }  // namespace
 
@@ -24,22 +31,37 @@ VCamParamChannel::~VCamParamChannel() {
 void VCamParamChannel::openOrCreate(int32_t width, int32_t height, int32_t fps, uint32_t fourcc) {
   SharedRegion::Hold hold(m_region);
   if (m_region.mapOpen(FILE_MAP_WRITE)) return;
-  if (m_region.mapCreate(kParamRegionSize)) initParamBlock(m_region.view(), width, height, fps, fourcc);
+  if (m_region.mapCreate(kParamRegionSize)) {
+    initParamBlock(m_region.view(), width, height, fps, fourcc);
+  } else {
+    m_openError = GetLastError();
+  }
+}
+
+uint8_t* VCamParamChannel::block() {
+  uint8_t* view = m_region.view();
+  if (!view && logLineDue(g_lastNoRegionLine, kLogIntervalMs)) {
+    LogPrint(1, "VCamParamChannel: no parameter region, error=%lu; connections allowed, nothing published",
+             static_cast<unsigned long>(m_openError));
+  }
+  return view;
 }
 
 uint32_t VCamParamChannel::getOpeningProcessId() {
   SharedRegion::Hold hold(m_region);
-  return readParamField(m_region.view(), kDeviceOpeningProcessId);
+  const uint8_t* view = block();
+  return view ? readParamField(view, kDeviceOpeningProcessId) : 0;
 }
 
 void VCamParamChannel::setOpeningProcessId(uint32_t pid) {
   SharedRegion::Hold hold(m_region);
-  writeParamField(m_region.view(), kDeviceOpeningProcessId, pid);
+  if (uint8_t* view = block()) writeParamField(view, kDeviceOpeningProcessId, pid);
 }
 
 bool VCamParamChannel::isEnableVCamConnect() {
   SharedRegion::Hold hold(m_region);
-  return readParamField(m_region.view(), kEnableVCamConnect) == 1;
+  const uint8_t* view = block();
+  return !view || readParamField(view, kEnableVCamConnect) == 1;
 }
 
 uint32_t VCamParamChannel::getRequestedFourcc() {
@@ -50,7 +72,8 @@ uint32_t VCamParamChannel::getRequestedFourcc() {
 void VCamParamChannel::writeVideoOutParam(uint32_t width, uint32_t height, uint32_t timePerFrame,
                                           uint32_t fourcc) {
   SharedRegion::Hold hold(m_region);
-  uint8_t* block = m_region.view();
+  uint8_t* block = this->block();
+  if (!block) return;
   writeParamField(block, kHeightOut, height);
   writeParamField(block, kWidthOut, width);
   writeParamField(block, kTimePerFrame, timePerFrame);
@@ -60,7 +83,7 @@ void VCamParamChannel::writeVideoOutParam(uint32_t width, uint32_t height, uint3
 
 void VCamParamChannel::writeFilterVersion(uint32_t value) {
   SharedRegion::Hold hold(m_region);
-  writeParamField(m_region.view(), kFilterVersion, value);
+  if (uint8_t* view = block()) writeParamField(view, kFilterVersion, value);
 }
 
 void VCamParamChannel::signalParamChange() { SetEvent(m_paramEvent); }
@@ -78,12 +101,13 @@ void VCamParamChannel::readVideoOutParam(int32_t& width, int32_t& height, int32_
 
 void VCamParamChannel::setEnableVCamConnect(bool enable) {
   SharedRegion::Hold hold(m_region);
-  writeParamField(m_region.view(), kEnableVCamConnect, enable ? 1 : 0);
+  if (uint8_t* view = block()) writeParamField(view, kEnableVCamConnect, enable ? 1 : 0);
 }
 
 int32_t VCamParamChannel::readFilterVersion() {
   SharedRegion::Hold hold(m_region);
-  return int32_t(readParamField(m_region.view(), kFilterVersion));
+  const uint8_t* view = block();
+  return view ? int32_t(readParamField(view, kFilterVersion)) : 0;
 }
 
 std::wstring VCamParamChannel::getOpeningProcessName() {

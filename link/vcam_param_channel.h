@@ -20,7 +20,9 @@ class VCamParamChannel {
   // block is left as it stands.
   void openOrCreate(int32_t width, int32_t height, int32_t fps, uint32_t fourcc);
 
-  // Filter side. Each access is one hold of the mutex; the region must be open.
+  // Filter side. Each access is one hold of the mutex. Without a region (one that another
+  // process made and this one may not map, say) there is no channel: connections are allowed,
+  // writes go nowhere, reads give 0, and one line a minute says so.
   uint32_t getOpeningProcessId();
   void setOpeningProcessId(uint32_t pid);
   bool isEnableVCamConnect();
@@ -42,6 +44,10 @@ class VCamParamChannel {
   HANDLE getParamEvent() const { return m_paramEvent; }
 
  private:
+  // The view, or null after logging that there is none.
+  uint8_t* block();
+
   SharedRegion m_region;
   HANDLE m_paramEvent = nullptr;
+  DWORD m_openError = 0;
 };

@@ -154,6 +154,20 @@ TEST_F(MemoryPath, MixerFrameOfFourByThreeIsTheCentredCropScaledToTheSample) {
   EXPECT_EQ(height, kHeight);
 }
 
+// Wider than any catalogue size, but the mixer made its region for it.
+TEST_F(MemoryPath, MixerFrameOf4096By2160IsScaledToTheSampleNotReplacedByThePlaceholder) {
+  ChildProcess mixer = ChildProcess::startSibling(
+      L"zarnmixer-sim.exe", L"--size 4096x2160 --fixed-size --fps 5 --seconds 30");
+  ASSERT_TRUE(mixer.valid());
+  for (int i = 0; i < 50 && sample->IsSyncPoint() != S_OK; ++i) filter->stream()->FillBuffer(sample);
+  ASSERT_EQ(sample->IsSyncPoint(), S_OK) << "no frame from the mixer";
+  // The crop keeps all rows: the top of the sample is the stamp strip.
+  EXPECT_TRUE(isColour(320, 180, kPatternTopLeft));
+  EXPECT_TRUE(isColour(960, 180, kPatternTopRight));
+  EXPECT_TRUE(isColour(320, 540, kPatternBottomLeft));
+  EXPECT_TRUE(isColour(960, 540, kPatternBottomRight));
+}
+
 TEST_F(MemoryPath, RepeatedAndOlderTimeStampsAdvanceByHalfAPeriodInMediaTimeOnly) {
   CaptureShareMemoryMgr writer(kFrameRegionBaseName);
   writer.create(kFrameHeaderSize, 64, 48, true, GetCurrentProcessId());
@@ -200,8 +214,8 @@ TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLo
     size_t headerField;
     uint64_t value;
   } cases[] = {
-      {"width above 3840", 3841, 48, kNoField, 0},
-      {"height above 3840", 64, 5000, kNoField, 0},
+      {"width above 16384", 16385, 48, kNoField, 0},
+      {"height above 16384", 64, 20000, kNoField, 0},
       {"offset+bytes past region", 64, 48, sealed_offset::kReadBufferOffset,
        regionSize - 64 * 48 * 4 + 4},
       {"sealedLength above header area", 64, 48, sealed_offset::kSealedLength, 1ull << 40},

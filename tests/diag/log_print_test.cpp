@@ -61,6 +61,8 @@ ZARN_CHILD_ROLE(chatter) {
   LogPrint(0, "hidden");
   if (!g_logPath.empty()) return 2;
   HANDLE go = OpenEventA(SYNCHRONIZE, FALSE, args.at(1).c_str());
+  HANDLE ready = OpenSemaphoreA(SEMAPHORE_MODIFY_STATE, FALSE, (args[1] + "_ready").c_str());
+  if (!ready || !ReleaseSemaphore(ready, 1, nullptr)) return 4;
   if (!go || WaitForSingleObject(go, 10000) != WAIT_OBJECT_0) return 3;
   for (int i = 0; i < 200; ++i) {
     LogPrint(1, "chatter %s %d", args[0].c_str(), i);
@@ -85,8 +87,12 @@ ZARN_CHILD_ROLE(marked) {
 TEST_F(LogPrintTest, TwoProcessesInterleaveWholeLinesWithTheirOwnPidsAndDropLevelZero) {
   std::string goName = "zarn_diag_go_" + std::to_string(GetCurrentProcessId());
   HANDLE go = CreateEventA(nullptr, TRUE, FALSE, goName.c_str());
+  // Both wait at the start line, so that neither is done before the other begins.
+  HANDLE ready = CreateSemaphoreA(nullptr, 0, 2, (goName + "_ready").c_str());
   ChildProcess children[] = {ChildProcess::startRole("chatter", {"A", goName}),
                              ChildProcess::startRole("chatter", {"B", goName})};
+  for (int c = 0; c < 2; ++c) EXPECT_EQ(WaitForSingleObject(ready, 20000), WAIT_OBJECT_0);
+  CloseHandle(ready);
   SetEvent(go);
   for (ChildProcess& child : children) EXPECT_EQ(child.wait(30000), 0u);
   CloseHandle(go);

@@ -1,4 +1,4 @@
-// ScaleFrame as the memory path calls it: a source of any size the record check lets through,
+// ScaleFrame as the memory path calls it: a source of any size up to 4096 on a side,
 // buffers of exactly the sizes the stream gives them, and a target no larger in area than the
 // negotiated one. No byte may be read or written outside them.
 #include <cstdint>
@@ -7,9 +7,10 @@
 #include "delivery/format_tags.h"
 #include "delivery/frame_buffer.h"
 #include "delivery/scale_frame.h"
-#include "link/frame_record_bounds.h"
 
 namespace {
+
+constexpr uint32_t kLargestSide = 4096;
 
 // Takes bytes from the front of the input; zeros once it runs out.
 class InputReader {
@@ -22,9 +23,9 @@ class InputReader {
     return value;
   }
 
-  // 1 to 3840, small sides far more often than large ones, since they run faster.
+  // 1 to 4096, small sides far more often than large ones, since they run faster.
   int32_t side() {
-    static const uint32_t kLimits[] = {16, 256, 1024, kMaxFrameSide};
+    static const uint32_t kLimits[] = {16, 256, 1024, kLargestSide};
     const uint32_t limit = kLimits[take(1) & 3];
     return int32_t(1 + take(2) % limit);
   }
@@ -58,8 +59,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   int32_t dstWidth = width, dstHeight = height;
   if (options & 0x80) {
     // A client's smaller size; the memory path keeps the negotiated one for a larger area.
-    dstWidth = int32_t(input.take(2) % (kMaxFrameSide + 1));
-    dstHeight = int32_t(input.take(2) % (kMaxFrameSide + 1));
+    dstWidth = int32_t(input.take(2) % (kLargestSide + 1));
+    dstHeight = int32_t(input.take(2) % (kLargestSide + 1));
     if (int64_t(dstWidth) * dstHeight > int64_t(width) * height) {
       dstWidth = width;
       dstHeight = height;

@@ -84,7 +84,10 @@ void MixerSim::followRequest() {
                   holderName.empty() ? "a process that has ended" : holderName.c_str(), holder);
   }
   m_fourcc = fourcc;
-  if (frameLayoutBytes(fourcc, width, height) <= m_bufferBytes) {
+  if (m_options.fixedSize && m_options.regionWidth > 0) {
+    m_width = m_options.regionWidth;
+    m_height = m_options.regionHeight;
+  } else if (frameLayoutBytes(fourcc, width, height) <= m_bufferBytes) {
     m_width = width;
     m_height = height;
   } else if (m_width == 0) {
@@ -95,7 +98,8 @@ void MixerSim::followRequest() {
   m_lastRequestLine = line;
   std::printf("%s\n", line);
   if (m_width != width || m_height != height) {
-    std::printf("  %dx%d does not fit the buffers; publishing %dx%d\n", width, height, m_width,
+    std::printf("  %dx%d %s; publishing %dx%d\n", width, height,
+                m_options.fixedSize ? "is not the fixed size" : "does not fit the buffers", m_width,
                 m_height);
   }
   std::fflush(stdout);

@@ -12,6 +12,7 @@ const char kMixerSimUsage[] =
     "for, until Ctrl-C or a limit below.\n"
     "  --plain             clear records (the fall-back layout) instead of sealed ones\n"
     "  --size WxH          a region sized for W by H frames instead of 3840 by 2160\n"
+    "  --fixed-size        frames of the region's size, whatever the hosts ask for\n"
     "  --fps N             frames a second, 1 to 240 (default 30)\n"
     "  --frames N          stop after N frames\n"
     "  --seconds S         stop after S seconds\n"
@@ -64,6 +65,8 @@ bool parseMixerSimOptions(int argc, char** argv, MixerSimOptions& options, std::
       options.disableConnect = true;
     } else if (arg == "--dump") {
       options.dumpFrames = true;
+    } else if (arg == "--fixed-size") {
+      options.fixedSize = true;
     } else if (arg == "--texture") {
       options.texture = true;
     } else if (arg == "--help") {

@@ -7,6 +7,7 @@ struct MixerSimOptions {
   bool plain = false;          // the fall-back layout with a clear record
   int32_t regionWidth = 0;     // 0: the default region, made for 3840 by 2160
   int32_t regionHeight = 0;
+  bool fixedSize = false;      // publish at the region's size, not the hosts' request
   int fps = 30;
   int64_t frames = -1;         // -1: no limit
   double seconds = -1;         // below 0: no limit
