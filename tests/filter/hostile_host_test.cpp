@@ -1,8 +1,8 @@
 // A host that lies to the camera: one filter in this process, its pin in the system's filter graph
-// beside a sink that checks every sample, driven by seeded random calls with malformed media types,
-// odd size lists, out-of-range indices, null out-pointers and state changes in any order, while the
-// reference mixer comes and goes. The driver runs in a child, so that a crash is reported with its
-// seed and its last calls instead of taking the test runner down.
+// beside a sink that signals every sample, driven by seeded random calls with malformed media
+// types, odd size lists, out-of-range indices, null out-pointers and state changes in any order,
+// while the reference mixer comes and goes. The driver runs in a child, so that a crash is
+// reported with its seed and its last calls instead of taking the test runner down.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <dshow.h>
@@ -32,14 +32,14 @@ namespace zarn::test {
 namespace {
 
 enum Call {
-  kSetFormat, kSetFormatRow, kCheckMediaType, kGetStreamCaps, kGetFormat, kSetOutputSizes, kGetOutputSize,
-  kSetFrameRate, kFilterRun, kFilterPause, kFilterStop, kGraphRun, kGraphPause, kGraphStop,
-  kConnect, kDisconnect, kAwaitSample, kMixer, kCallKinds
+  kSetFormat, kSetFormatRow, kCheckMediaType, kGetStreamCaps, kGetFormat, kSetOutputSizes,
+  kGetOutputSize, kSetFrameRate, kFilterRun, kFilterPause, kFilterStop, kGraphRun, kGraphPause,
+  kGraphStop, kConnect, kDisconnect, kAwaitSample, kMixer, kCallKinds
 };
 const char* const kCallNames[kCallKinds] = {
-    "SetFormat", "SetFormat of a row", "CheckMediaType", "GetStreamCaps", "GetFormat", "SetOutputWidthHeight",
-    "GetOutputWidthHeight", "SetFrameRate", "filter Run", "filter Pause", "filter Stop",
-    "graph Run", "graph Pause", "graph Stop", "ConnectDirect", "Disconnect", "await sample",
+    "SetFormat", "SetFormat of a row", "CheckMediaType", "GetStreamCaps", "GetFormat",
+    "SetOutputWidthHeight", "GetOutputWidthHeight", "SetFrameRate", "filter Run", "filter Pause",
+    "filter Stop", "graph Run", "graph Pause", "graph Stop", "ConnectDirect", "Disconnect", "await sample",
     "mixer start/kill"};
 // How often each call comes, out of their sum; the mixer toggles apart, far more rarely.
 const int kWeights[kMixer] = {4, 3, 2, 2, 1, 2, 1, 1, 1, 1, 1, 1, 1, 1, 2, 1, 2};
@@ -49,7 +49,6 @@ const DWORD kSampleWaitMs = 400;
 std::string g_recent[12];
 std::atomic<unsigned> g_calls{0};
 uint32_t g_seed = 0;
-
 DWORD g_hostThread = 0;
 
 // Prints the code, the thread, the faulting stack (for addr2line) and the last calls.
