@@ -39,8 +39,8 @@ enum Call {
 const char* const kCallNames[kCallKinds] = {
     "SetFormat", "SetFormat of a row", "CheckMediaType", "GetStreamCaps", "GetFormat",
     "SetOutputWidthHeight", "GetOutputWidthHeight", "SetFrameRate", "filter Run", "filter Pause",
-    "filter Stop", "graph Run", "graph Pause", "graph Stop", "ConnectDirect", "Disconnect", "await sample",
-    "mixer start/kill"};
+    "filter Stop", "graph Run", "graph Pause", "graph Stop", "ConnectDirect", "Disconnect",
+    "await sample", "mixer start/kill"};
 // How often each call comes, out of their sum; the mixer toggles apart, far more rarely.
 const int kWeights[kMixer] = {4, 3, 2, 2, 1, 2, 1, 1, 1, 1, 1, 1, 1, 1, 2, 1, 2};
 const DWORD kSampleWaitMs = 400;
