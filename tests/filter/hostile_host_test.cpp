@@ -312,11 +312,16 @@ ZARN_CHILD_ROLE(hostile_host) {
       case kGraphRun: hr = control->Run(); break;
       case kGraphPause: hr = control->Pause(); break;
       case kGraphStop: hr = control->Stop(); break;
-      case kConnect:
-        // Connections are made stopped; half the time the host stops first.
-        if (nullCaps || index < 0) filter->Stop();
-        hr = graph->ConnectDirect(pin, &sink->in, host.pick(2) ? nullptr : type);
+      case kConnect: {
+        // Connections are made stopped; half the time the host stops first. The type is its own,
+        // none, or the current one.
+        if (index < 0) filter->Stop();
+        AM_MEDIA_TYPE* current = nullptr;
+        if (nullCaps) pin->GetFormat(&current);
+        hr = graph->ConnectDirect(pin, &sink->in, current ? current : host.pick(2) ? nullptr : type);
+        if (current) DeleteMediaType(current);
         break;
+      }
       case kDisconnect:
         // Alone, the pin's own Disconnect leaves the sink believing it is still connected.
         hr = host.pick(2) ? pin->Disconnect()
