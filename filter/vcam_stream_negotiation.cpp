@@ -202,6 +202,10 @@ STDMETHODIMP CVCamStream::SetFormat(AM_MEDIA_TYPE* type) {
   ConnectedTo(&connected);
   if (!connected) {
     m_mt = *type;
+  } else if (!m_pFilter->IsStopped()) {
+    // The worker sizes every frame by the request: it changes only while no worker runs.
+    LogPrint(1, "CVCamStream::SetFormat: refused while the filter runs");
+    return VFW_E_NOT_STOPPED;
   } else {
     LogPrint(1, "CVCamStream::SetFormat: Reconnect this filter");
     // The reference on the connected pin is kept, as hosts have always seen it. The graph makes

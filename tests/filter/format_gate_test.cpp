@@ -287,16 +287,24 @@ TEST_F(ConnectedFormat, SetFormatReconnectsAndPublishesTheNewRequestWithRgbAsTag
 }
 
 // The sample buffers stay those of the old type, so a larger request would be written past them.
-TEST_F(ConnectedFormat, FailedReconnectKeepsTheOldTypeAndTheOldRequest) {
+TEST_F(ConnectedFormat, SetFormatThatCannotTakeEffectKeepsTheOldTypeAndTheOldRequest) {
   CMediaType before;
   held.pin()->GetMediaType(0, &before);
-  sink->pin()->accepted = before;
   const Published was = published();
   CMediaType larger = videoType(MEDIASUBTYPE_RGB32, 3840, 2160, 32, BI_RGB, 333333);
-  EXPECT_TRUE(FAILED(held.pin()->SetFormat(&larger)));
-  CMediaType after;
-  held.pin()->GetMediaType(0, &after);
-  EXPECT_TRUE(after == before);
-  EXPECT_EQ(published().width, was.width);
-  EXPECT_EQ(published().height, was.height);
+  for (bool running : {true, false}) {
+    SCOPED_TRACE(running ? "running" : "sink refuses");
+    if (running) {
+      ASSERT_EQ(held->Pause(), S_OK);
+    } else {
+      sink->pin()->accepted = before;
+    }
+    EXPECT_TRUE(FAILED(held.pin()->SetFormat(&larger)));
+    held->Stop();
+    CMediaType after;
+    held.pin()->GetMediaType(0, &after);
+    EXPECT_TRUE(after == before);
+    EXPECT_EQ(published().width, was.width);
+    EXPECT_EQ(published().height, was.height);
+  }
 }
