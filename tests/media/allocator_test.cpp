@@ -2,20 +2,30 @@
 #include <windows.h>
 #include <dshow.h>
 
-#include <atomic>
 #include <thread>
 
+#include "media/allocator.h"
 #include "media/unknown.h"
 #include "tests/media/media_test_support.h"
 
 namespace {
 
-using zarn::test::waitUntil;
+// Shows how many threads wait in GetBuffer.
+class WatchedAllocator : public CMemAllocator {
+ public:
+  WatchedAllocator(HRESULT* phr) : CMemAllocator(nullptr, nullptr, phr) {}
+  LONG waiting() {
+    CAutoLock lock(this);
+    return m_lWaiting;
+  }
+};
 
 class AllocatorTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    m_allocator = zarn::test::newMemAllocator();
+    HRESULT hr = S_OK;
+    m_watched = new WatchedAllocator(&hr);
+    m_watched->NonDelegatingQueryInterface(IID_IMemAllocator, reinterpret_cast<void**>(&m_allocator));
     m_objectsBefore = CBaseObject::ObjectsActive();
   }
   void TearDown() override {
@@ -33,6 +43,7 @@ class AllocatorTest : public ::testing::Test {
     ASSERT_EQ(S_OK, m_allocator->Commit());
   }
 
+  WatchedAllocator* m_watched = nullptr;
   IMemAllocator* m_allocator = nullptr;
   LONG m_objectsBefore = 0;
 };
@@ -115,19 +126,23 @@ TEST_F(AllocatorTest, ReleasedSampleWakesAWaitingGetBuffer) {
   commit(1, 64);
   IMediaSample* held = nullptr;
   ASSERT_EQ(S_OK, m_allocator->GetBuffer(&held, nullptr, nullptr, 0));
-  std::atomic<IMediaSample*> got{nullptr};
+  IMediaSample* got = nullptr;
+  HANDLE done = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   std::thread waiter([&] {
-    IMediaSample* sample = nullptr;
-    if (SUCCEEDED(m_allocator->GetBuffer(&sample, nullptr, nullptr, 0))) {
-      got = sample;
-    }
+    m_allocator->GetBuffer(&got, nullptr, nullptr, 0);
+    SetEvent(done);
   });
-  Sleep(50);
+  EXPECT_TRUE(zarn::test::pollUntil([&] { return m_watched->waiting() == 1; }));
   held->Release();
-  EXPECT_TRUE(waitUntil([&] { return got.load() != nullptr; }));
+  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(done, 5000));
+  // A waiter that was never woken ends with the decommit.
+  m_allocator->Decommit();
   waiter.join();
-  EXPECT_EQ(held, got.load());
-  got.load()->Release();
+  CloseHandle(done);
+  EXPECT_EQ(held, got);
+  if (got) {
+    got->Release();
+  }
 }
 
 }  // namespace

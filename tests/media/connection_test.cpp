@@ -22,6 +22,11 @@ TEST_F(ConnectionTest, ConnectsWithItsOwnTypeAndTheSinksAllocator) {
   ASSERT_EQ(S_OK, m_stream->ConnectionMediaType(&mt));
   EXPECT_TRUE(m_stream->type == *static_cast<CMediaType*>(&mt));
   FreeMediaType(mt);
+  {
+    zarn::test::FailingAllocation failing(m_stream->type.FormatLength());
+    EXPECT_EQ(E_OUTOFMEMORY, m_stream->ConnectionMediaType(&mt));
+  }
+  EXPECT_EQ(0u, mt.cbFormat);
   EXPECT_EQ(m_in->ownAllocator, m_in->notifiedAllocator);
   EXPECT_EQ(2, m_stream->decided.cBuffers);
   EXPECT_EQ(VFW_E_ALREADY_CONNECTED, m_stream->Connect(m_in, nullptr));
@@ -74,22 +79,25 @@ TEST_F(ConnectionTest, RefusedPeerAllocatorFallsBackToTheDefaultWithTheSamePrope
   EXPECT_EQ(2, props.cBuffers);
 }
 
-TEST_F(ConnectionTest, PeerRefusalsMapToConnectionErrors) {
+TEST_F(ConnectionTest, FailuresMapToConnectionErrorsAndLeaveBothSidesUnconnected) {
   struct Case {
     const char* name;
     HRESULT refusal;
+    HRESULT complete;
     bool fullType;
     HRESULT expected;
   };
   const Case cases[] = {
-      {"S_FALSE is no agreement", S_FALSE, true, VFW_E_TYPE_NOT_ACCEPTED},
-      {"plain refusals become no acceptable types", E_FAIL, false, VFW_E_NO_ACCEPTABLE_TYPES},
-      {"other failures come through", E_ACCESSDENIED, false, E_ACCESSDENIED},
+      {"S_FALSE is no agreement", S_FALSE, S_OK, true, VFW_E_TYPE_NOT_ACCEPTED},
+      {"plain refusals become no acceptable types", E_FAIL, S_OK, false, VFW_E_NO_ACCEPTABLE_TYPES},
+      {"other failures come through", E_ACCESSDENIED, S_OK, false, E_ACCESSDENIED},
+      {"failed completion disconnects the peer", S_OK, E_ACCESSDENIED, true, E_ACCESSDENIED},
   };
-  m_in->accepted = videoType(2, 2);
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
+    m_in->accepted = c.refusal == S_OK ? CMediaType(&GUID_NULL) : videoType(2, 2);
     m_in->refusal = c.refusal;
+    m_stream->completeResult = c.complete;
     EXPECT_EQ(c.expected, m_stream->Connect(m_in, c.fullType ? &m_stream->type : nullptr));
     EXPECT_FALSE(m_stream->IsConnected());
     EXPECT_FALSE(m_in->IsConnected());

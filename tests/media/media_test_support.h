@@ -1,7 +1,7 @@
 #pragma once
 // Helpers shared by the media tests: a COM apartment for a test's span, a reference counter,
-// a fresh allocator, a small video type, and a bounded wait for a condition that another
-// thread makes true.
+// a fresh allocator, a small video type, failing allocations, and bounded waits for what
+// another thread does.
 #include <windows.h>
 #include <dshow.h>
 
@@ -34,7 +34,23 @@ IMemAllocator* newMemAllocator();
 // MEDIATYPE_Video, RGB32, FORMAT_VideoInfo with a width by height frame.
 CMediaType videoType(LONG width, LONG height);
 
-// Polls `condition` until it holds or `timeoutMs` has passed; the result is the last answer.
-bool waitUntil(const std::function<bool()>& condition, DWORD timeoutMs = 5000);
+// While one lives, CoTaskMemAlloc of exactly `size` bytes fails.
+class FailingAllocation {
+ public:
+  explicit FailingAllocation(SIZE_T size);
+  ~FailingAllocation();
+  FailingAllocation(const FailingAllocation&) = delete;
+  FailingAllocation& operator=(const FailingAllocation&) = delete;
+};
+
+// Waits on `event` until `condition` holds, for at most `timeoutMs`; the result is the last answer.
+bool waitFor(HANDLE event, const std::function<bool()>& condition, DWORD timeoutMs = 5000);
+
+// For a state that signals nothing (a thread blocked on a lock): looks again until it holds.
+bool pollUntil(const std::function<bool()>& condition, DWORD timeoutMs = 5000);
+
+// Runs `work` on another thread; false if it hasn't finished within `timeoutMs`, and then
+// the thread is left to itself.
+bool finishesWithin(const std::function<void()>& work, DWORD timeoutMs = 10000);
 
 }  // namespace zarn::test

@@ -7,6 +7,7 @@ namespace zarn::test {
 TestInputPin::TestInputPin(TestSinkFilter* filter, CCritSec* lock)
     : CBasePin(nullptr, filter, lock, nullptr, L"In", PINDIR_INPUT),
       accepted(&GUID_NULL),
+      arrived(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       ownAllocator(newMemAllocator()) {}
 
 TestInputPin::~TestInputPin() {
@@ -15,6 +16,7 @@ TestInputPin::~TestInputPin() {
     notifiedAllocator->Release();
   }
   ownAllocator->Release();
+  CloseHandle(arrived);
 }
 
 STDMETHODIMP TestInputPin::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
@@ -35,6 +37,7 @@ STDMETHODIMP TestInputPin::EnumMediaTypes(IEnumMediaTypes** ppEnum) {
 
 STDMETHODIMP TestInputPin::EndOfStream() {
   endOfStreams++;
+  SetEvent(arrived);
   return S_OK;
 }
 
@@ -84,6 +87,7 @@ STDMETHODIMP TestInputPin::Receive(IMediaSample* pSample) {
     pSample->AddRef();
     m_held.push_back(pSample);
   }
+  SetEvent(arrived);
   return receiveResult;
 }
 

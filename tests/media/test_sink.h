@@ -57,6 +57,8 @@ class TestInputPin : public CBasePin, public IMemInputPin {
 
   std::atomic<int> received{0};
   std::atomic<int> endOfStreams{0};
+  // Set at each Receive and EndOfStream.
+  const HANDLE arrived;
   std::atomic<int> enumerations{0};
   IMemAllocator* const ownAllocator;
   IMemAllocator* notifiedAllocator = nullptr;

@@ -5,7 +5,11 @@
 namespace zarn::test {
 
 TestStream::TestStream(HRESULT* phr, TestSource* source)
-    : CSourceStream(nullptr, phr, source, L"Out"), type(videoType(8, 4)) {}
+    : CSourceStream(nullptr, phr, source, L"Out"),
+      type(videoType(8, 4)),
+      stopping(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+
+TestStream::~TestStream() { CloseHandle(stopping); }
 
 HRESULT TestStream::FillBuffer(IMediaSample* pSample) {
   int n = fills++;
@@ -36,6 +40,15 @@ HRESULT TestStream::DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES
   pprop->cBuffers = buffers;
   pprop->cbBuffer = static_cast<LONG>(type.GetSampleSize());
   return pAlloc->SetProperties(pprop, &decided);
+}
+
+HRESULT TestStream::CompleteConnect(IPin* pReceivePin) {
+  return FAILED(completeResult) ? completeResult : CSourceStream::CompleteConnect(pReceivePin);
+}
+
+HRESULT TestStream::Inactive() {
+  SetEvent(stopping);
+  return CSourceStream::Inactive();
 }
 
 TestSource::TestSource() : CSource(nullptr, nullptr, GUID_NULL) {
