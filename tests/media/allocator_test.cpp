@@ -76,27 +76,24 @@ TEST_F(AllocatorTest, CommitNeedsProperties) {
   EXPECT_EQ(VFW_E_NOT_COMMITTED, m_allocator->GetBuffer(&sample, nullptr, nullptr, 0));
 }
 
-TEST_F(AllocatorTest, NoWaitOnAnEmptyListTimesOut) {
+TEST_F(AllocatorTest, DecommitWithASampleOutKeepsMemoryAndAllocatorUntilItReturns) {
   commit(1, 64);
-  IMediaSample* first = nullptr;
-  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&first, nullptr, nullptr, 0));
-  IMediaSample* second = reinterpret_cast<IMediaSample*>(1);
-  EXPECT_EQ(VFW_E_TIMEOUT, m_allocator->GetBuffer(&second, nullptr, nullptr, AM_GBF_NOWAIT));
-  EXPECT_EQ(nullptr, second);
-  first->Release();
-  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&second, nullptr, nullptr, AM_GBF_NOWAIT));
-  second->Release();
-}
-
-TEST_F(AllocatorTest, DecommitWithASampleOutKeepsTheAllocatorUntilItReturns) {
-  commit(2, 64);
   IMediaSample* sample = nullptr;
   ASSERT_EQ(S_OK, m_allocator->GetBuffer(&sample, nullptr, nullptr, 0));
-  ALLOCATOR_PROPERTIES request = {2, 64, 1, 0};
+  BYTE* before = nullptr;
+  sample->GetPointer(&before);
+  ASSERT_EQ(S_OK, m_allocator->Decommit());
+  ALLOCATOR_PROPERTIES request = {1, 64, 1, 0};
   ALLOCATOR_PROPERTIES actual;
+  EXPECT_EQ(VFW_E_BUFFERS_OUTSTANDING, m_allocator->SetProperties(&request, &actual));
+  ASSERT_EQ(S_OK, m_allocator->Commit());
+  sample->Release();
+  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&sample, nullptr, nullptr, AM_GBF_NOWAIT));
+  BYTE* after = nullptr;
+  sample->GetPointer(&after);
+  EXPECT_EQ(before, after);
 
   ASSERT_EQ(S_OK, m_allocator->Decommit());
-  EXPECT_EQ(VFW_E_BUFFERS_OUTSTANDING, m_allocator->SetProperties(&request, &actual));
   // The caller's reference is the last but the committed one.
   EXPECT_EQ(1u, m_allocator->Release());
   m_allocator = nullptr;
@@ -105,28 +102,13 @@ TEST_F(AllocatorTest, DecommitWithASampleOutKeepsTheAllocatorUntilItReturns) {
   EXPECT_EQ(m_objectsBefore - 1, CBaseObject::ObjectsActive());
 }
 
-TEST_F(AllocatorTest, CommitAfterDecommitWithASampleOutKeepsTheMemory) {
-  commit(1, 64);
-  IMediaSample* sample = nullptr;
-  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&sample, nullptr, nullptr, 0));
-  BYTE* before = nullptr;
-  sample->GetPointer(&before);
-  ASSERT_EQ(S_OK, m_allocator->Decommit());
-  ASSERT_EQ(S_OK, m_allocator->Commit());
-  sample->Release();
-  IMediaSample* again = nullptr;
-  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&again, nullptr, nullptr, AM_GBF_NOWAIT));
-  BYTE* after = nullptr;
-  again->GetPointer(&after);
-  EXPECT_EQ(before, after);
-  again->Release();
-}
-
-TEST_F(AllocatorTest, ReleasedSampleWakesAWaitingGetBuffer) {
+TEST_F(AllocatorTest, GetBufferWaitsForAReleasedSampleUnlessTold) {
   commit(1, 64);
   IMediaSample* held = nullptr;
   ASSERT_EQ(S_OK, m_allocator->GetBuffer(&held, nullptr, nullptr, 0));
-  IMediaSample* got = nullptr;
+  IMediaSample* got = reinterpret_cast<IMediaSample*>(1);
+  EXPECT_EQ(VFW_E_TIMEOUT, m_allocator->GetBuffer(&got, nullptr, nullptr, AM_GBF_NOWAIT));
+  EXPECT_EQ(nullptr, got);
   HANDLE done = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   std::thread waiter([&] {
     m_allocator->GetBuffer(&got, nullptr, nullptr, 0);

@@ -37,20 +37,15 @@ CMediaType videoType(LONG width, LONG height) {
 
 namespace {
 
-// Registered once and never revoked: the system may call it for as long as blocks it saw live.
-class SizeFailingSpy : public IMallocSpy {
- public:
-  STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override {
-    if (IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, IID_IMallocSpy)) {
-      *ppv = static_cast<IMallocSpy*>(this);
-      return S_OK;
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
+// Registered once and never revoked: the system may call it as long as blocks it saw live.
+struct SizeFailingSpy : IMallocSpy {
+  STDMETHODIMP QueryInterface(REFIID, void** ppv) override {
+    *ppv = this;
+    return S_OK;
   }
   STDMETHODIMP_(ULONG) AddRef() override { return 2; }
   STDMETHODIMP_(ULONG) Release() override { return 1; }
-  // 0 makes the allocation fail.
+  // 0 fails the allocation.
   STDMETHODIMP_(SIZE_T) PreAlloc(SIZE_T cb) override { return cb == failing ? 0 : cb; }
   STDMETHODIMP_(void*) PostAlloc(void* p) override { return p; }
   STDMETHODIMP_(void*) PreFree(void* p, BOOL) override { return p; }
@@ -66,7 +61,6 @@ class SizeFailingSpy : public IMallocSpy {
   STDMETHODIMP_(int) PostDidAlloc(void*, BOOL, int actual) override { return actual; }
   STDMETHODIMP_(void) PreHeapMinimize() override {}
   STDMETHODIMP_(void) PostHeapMinimize() override {}
-
   std::atomic<SIZE_T> failing{0};
 };
 
@@ -87,8 +81,7 @@ FailingAllocation::~FailingAllocation() { spy().failing = 0; }
 
 bool waitFor(HANDLE event, const std::function<bool()>& condition, DWORD timeoutMs) {
   const ULONGLONG deadline = GetTickCount64() + timeoutMs;
-  while (!condition()) {
-    const ULONGLONG now = GetTickCount64();
+  for (ULONGLONG now = GetTickCount64(); !condition(); now = GetTickCount64()) {
     if (now >= deadline) {
       return condition();
     }
@@ -114,12 +107,9 @@ bool finishesWithin(const std::function<void()>& work, DWORD timeoutMs) {
     work();
     SetEvent(done.get());
   });
-  if (WaitForSingleObject(done.get(), timeoutMs) != WAIT_OBJECT_0) {
-    worker.detach();
-    return false;
-  }
-  worker.join();
-  return true;
+  const bool finished = WaitForSingleObject(done.get(), timeoutMs) == WAIT_OBJECT_0;
+  finished ? worker.join() : worker.detach();
+  return finished;
 }
 
 }  // namespace zarn::test

@@ -5,8 +5,7 @@
 
 #include "media/unknown.h"
 #include "tests/media/media_test_support.h"
-#include "tests/media/test_sink.h"
-#include "tests/media/test_source.h"
+#include "tests/media/test_filters.h"
 
 namespace zarn::test {
 
