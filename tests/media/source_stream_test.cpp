@@ -64,10 +64,10 @@ TEST_F(SourceStreamTest, StopWakesAWorkerBlockedOnAFullAllocator) {
 TEST_F(SourceStreamTest, StopDuringFillBufferDeliversThatSample) {
   HANDLE filling = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   m_stream->fill = [&](int n, IMediaSample*) {
-    // The stop begins during this fill, and must wait for its sample.
+    // This fill ends only once the stop command waits, and its sample must still go out.
     if (n == 2) {
       SetEvent(filling);
-      WaitForSingleObject(m_stream->stopping, 5000);
+      zarn::test::pollUntil([&] { return m_stream->CheckRequest(nullptr); });
     }
     return S_OK;
   };

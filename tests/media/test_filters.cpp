@@ -89,10 +89,7 @@ void TestInputPin::releaseHeldSamples() {
 
 TestStream::TestStream(HRESULT* phr, TestSource* source)
     : CSourceStream(nullptr, phr, source, L"Out"),
-      type(videoType(8, 4)),
-      stopping(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
-
-TestStream::~TestStream() { CloseHandle(stopping); }
+      type(videoType(8, 4)) {}
 
 HRESULT TestStream::FillBuffer(IMediaSample* pSample) {
   int n = fills++;
@@ -125,11 +122,6 @@ HRESULT TestStream::DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES
 
 HRESULT TestStream::CompleteConnect(IPin* pReceivePin) {
   return FAILED(completeResult) ? completeResult : CSourceStream::CompleteConnect(pReceivePin);
-}
-
-HRESULT TestStream::Inactive() {
-  SetEvent(stopping);
-  return CSourceStream::Inactive();
 }
 
 TestSource::TestSource() : CSource(nullptr, nullptr, GUID_NULL) {

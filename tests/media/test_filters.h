@@ -78,7 +78,6 @@ class TestSource;
 class TestStream : public CSourceStream {
  public:
   TestStream(HRESULT* phr, TestSource* source);
-  ~TestStream() override;
 
   HRESULT FillBuffer(IMediaSample* pSample) override;
   HRESULT OnThreadCreate() override;
@@ -88,7 +87,6 @@ class TestStream : public CSourceStream {
   using CSourceStream::GetMediaType;
   HRESULT DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pprop) override;
   HRESULT CompleteConnect(IPin* pReceivePin) override;
-  HRESULT Inactive() override;
 
   // Answers the n-th FillBuffer, counting from 0; S_OK when empty.
   std::function<HRESULT(int n, IMediaSample* sample)> fill;
@@ -99,8 +97,6 @@ class TestStream : public CSourceStream {
   HRESULT threadCreateResult = S_OK;
   // A failure here fails CompleteConnect before the base class runs.
   HRESULT completeResult = S_OK;
-  // Set when a stop reaches the pin.
-  const HANDLE stopping;
   std::atomic<int> fills{0};
   std::atomic<int> threadCreates{0};
   std::atomic<int> threadDestroys{0};
