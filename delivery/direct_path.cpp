@@ -84,6 +84,8 @@ void CVCamStream::sendPlaceholderTexture() {
              static_cast<int>(GetLastError()));
   }
   if (!m_pSpecialRGBAToTex) m_pSpecialRGBAToTex = std::make_unique<SpecialRGBAToTex>();
+  // A stream that met a mixer first has no picture yet, and would upload whatever memory holds.
+  ensurePlaceholder(false);
 
   // Built once per requested size, so that a sample costs one upload.
   FrameBuffer& image = m_placeholderTextureFrame;

@@ -136,7 +136,7 @@ void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample* sample) {
     }
     // A stream that met a mixer first has no picture yet; without one the host would go on
     // showing the dead mixer's last frame.
-    if (m_placeholderFrame.width == 0) LoadBackground(true);
+    ensurePlaceholder(true);
     copyPlaceholderToSample(sampleData);
     m_widthOut = m_widthOutReq;
     m_heightOut = m_heightOutReq;

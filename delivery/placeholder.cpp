@@ -51,6 +51,10 @@ bool CVCamStream::LoadBackground(bool reverseRows) {
   return true;
 }
 
+void CVCamStream::ensurePlaceholder(bool reverseRows) {
+  if (m_placeholderFrame.width == 0) LoadBackground(reverseRows);
+}
+
 void CVCamStream::copyPlaceholderToSample(BYTE* sampleData) {
   if (m_bitCount != 12) {
     ScaleFrame(m_placeholderFrame.plane[0], m_placeholderFrame.width, m_placeholderFrame.height,

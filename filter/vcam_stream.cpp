@@ -11,7 +11,6 @@
 #include "filter/capture_format_catalogue.h"
 #include "filter/vcam.h"
 #include "gpu/shared_tex_helper.h"
-#include "gpu/special_common.h"
 #include "gpu/special_rgba_to_tex.h"
 #include "host/host_lists.h"
 #include "host/mixer_launch.h"
@@ -55,8 +54,6 @@ CVCamStream::~CVCamStream() {
   m_pCaptureShareMemory.reset();
   m_pSharedTexHelper.reset();
   m_pSpecialRGBAToTex.reset();
-  // After the textures that live on it.
-  SpecialCommon::instance().destroyDevice();
 }
 
 void CVCamStream::closeSpareHandles() {

@@ -89,6 +89,8 @@ class CVCamStream : public CSourceStream,
   // Decodes the stored picture for the requested size into m_placeholderFrame, bottom row first
   // when `reverseRows`; true if it came from the module's resources.
   bool LoadBackground(bool reverseRows);
+  // LoadBackground for a path that needs the picture now, unless the stream holds one already.
+  void ensurePlaceholder(bool reverseRows);
   // Brings the placeholder to a sample buffer of the requested size and format.
   void copyPlaceholderToSample(BYTE* sampleData);
 

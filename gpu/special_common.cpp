@@ -46,6 +46,16 @@ ID3D11Texture2D* SpecialCommon::createTexture2D(uint32_t width, uint32_t height,
   return texture;
 }
 
+void SpecialCommon::addUser() {
+  std::lock_guard<std::mutex> lock(m_deviceLock);
+  ++m_users;
+}
+
+void SpecialCommon::removeUser() {
+  std::lock_guard<std::mutex> lock(m_deviceLock);
+  if (--m_users == 0) destroyDevice();
+}
+
 void SpecialCommon::destroyDevice() {
   if (m_context) {
     m_context->ClearState();

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <mutex>
 
 class SpecialCommon {
  public:
@@ -23,14 +24,19 @@ class SpecialCommon {
   ID3D11Texture2D* createTexture2D(uint32_t width, uint32_t height, DXGI_FORMAT format,
                                    D3D11_USAGE usage, uint32_t misc, uint32_t bind,
                                    uint32_t cpuAccess);
-  // Leaves the adapter choice; the next user makes the device again.
-  void destroyDevice();
+  // Each uploader of the process is a user; the last one to leave destroys the device and leaves
+  // the adapter choice, so that the next user makes the device again.
+  void addUser();
+  void removeUser();
+  // Held for any use of the device or its context: streams of one process share them.
+  std::mutex& deviceLock() { return m_deviceLock; }
 
   ID3D11Device* device() const { return m_device; }
   ID3D11DeviceContext* context() const { return m_context; }
 
  private:
   SpecialCommon();
+  void destroyDevice();
 
   uint32_t bestAdapterIndex = 0;
   LUID bestAdapterLuid = {};
@@ -39,4 +45,6 @@ class SpecialCommon {
   ID3D11Device* m_device = nullptr;
   ID3D11DeviceContext* m_context = nullptr;
   D3D_FEATURE_LEVEL m_featureLevel = D3D_FEATURE_LEVEL(0);
+  std::mutex m_deviceLock;
+  int m_users = 0;
 };

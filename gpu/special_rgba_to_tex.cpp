@@ -2,17 +2,33 @@
 
 #include <dxgi.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "diag/log.h"
 #include "gpu/d3d_device.h"
 #include "gpu/special_common.h"
+#include "host/platform.h"
 
-SpecialRGBAToTex::SpecialRGBAToTex() { LogPrint(1, "SpecialRGBAToTex"); }
+namespace {
+
+// A failed upload makes the next ones wait, doubling from the first delay to the last: without
+// a texture every sample would fail and log again.
+const uint32_t kFirstRetryDelayMs = 1000;
+const uint32_t kLastRetryDelayMs = 60000;
+
+}  // namespace
+
+SpecialRGBAToTex::SpecialRGBAToTex() {
+  LogPrint(1, "SpecialRGBAToTex");
+  SpecialCommon::instance().addUser();
+}
 
 SpecialRGBAToTex::~SpecialRGBAToTex() {
   LogPrint(1, "~SpecialRGBAToTex");
   releseTex();
+  // After the textures that live on the device.
+  SpecialCommon::instance().removeUser();
 }
 
 void SpecialRGBAToTex::releseTex() {
@@ -23,13 +39,17 @@ void SpecialRGBAToTex::releseTex() {
 
 bool SpecialRGBAToTex::memoryUploadTex(uint32_t adapterIndex, const uint8_t* data, uint32_t width,
                                        uint32_t height, uint32_t stride) {
+  const uint32_t now = platform().milliseconds();
+  if (m_retryDelayMs != 0 && now - m_failedAt < m_retryDelayMs) return false;
   SpecialCommon& common = SpecialCommon::instance();
+  std::lock_guard<std::mutex> lock(common.deviceLock());
   if (!common.device() || adapterIndex != m_adapterIndex) common.initDevice(adapterIndex);
   if (width == 0 || height == 0) {
     LogPrint(1, "SpecialRGBAToTex memoryUploadTex width == 0 || height == 0");
     return false;
   }
-  if (width != m_width || height != m_height) {
+  // Textures that could not be made are tried again once the wait allows.
+  if (width != m_width || height != m_height || !m_uploadTexture || !m_sharedTexture) {
     m_width = width;
     m_height = height;
     releseTex();
@@ -39,13 +59,17 @@ bool SpecialRGBAToTex::memoryUploadTex(uint32_t adapterIndex, const uint8_t* dat
   ID3D11DeviceContext* context = common.context();
   D3D11_MAPPED_SUBRESOURCE mapped = {};
   HRESULT hr = E_POINTER;
-  if (context && m_uploadTexture) {
+  if (context && m_uploadTexture && m_sharedTexture) {
     hr = context->Map(m_uploadTexture, 0, D3D11_MAP_WRITE_DISCARD, 0, &mapped);
   }
   if (FAILED(hr)) {
     LogPrint(1, "SpecialRGBAToTex Map error hr = %d", static_cast<int>(hr));
+    m_failedAt = now;
+    m_retryDelayMs = m_retryDelayMs == 0 ? kFirstRetryDelayMs
+                                         : std::min(2 * m_retryDelayMs, kLastRetryDelayMs);
     return false;
   }
+  m_retryDelayMs = 0;
   auto* target = static_cast<uint8_t*>(mapped.pData);
   if (mapped.RowPitch == stride) {
     std::memcpy(target, data, size_t{height} * stride);

@@ -14,7 +14,8 @@ class SpecialRGBAToTex {
   SpecialRGBAToTex& operator=(const SpecialRGBAToTex&) = delete;
 
   // Copies `height` rows of `stride` bytes into the shared texture, remaking both textures when
-  // the size changes. False for an empty size or a texture that can't be written.
+  // the size changes. False for an empty size or a texture that can't be written; after such a
+  // failure the next tries wait, longer each time.
   bool memoryUploadTex(uint32_t adapterIndex, const uint8_t* data, uint32_t width, uint32_t height,
                        uint32_t stride);
   // Low half of the shared texture's handle; it keeps its value when a new handle can't be had.
@@ -32,6 +33,8 @@ class SpecialRGBAToTex {
   uint32_t m_height = 0;
   uint32_t m_sharedTextureId = 0;
   DXGI_FORMAT m_format = DXGI_FORMAT_R8G8B8A8_UNORM;
+  uint32_t m_failedAt = 0;
+  uint32_t m_retryDelayMs = 0;
   ID3D11Texture2D* m_uploadTexture = nullptr;
   ID3D11Texture2D* m_sharedTexture = nullptr;
 };

@@ -203,6 +203,8 @@ STDMETHODIMP CBaseFilter::QueryFilterInfo(FILTER_INFO* pInfo) {
   if (!pInfo) {
     return E_POINTER;
   }
+  // JoinFilterGraph may replace both under the lock at any moment.
+  CAutoLock cObjectLock(m_pLock);
   pInfo->achName[0] = L'\0';
   if (m_pName) {
     wcsncpy(pInfo->achName, m_pName, kMaxInfoName - 1);

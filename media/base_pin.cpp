@@ -93,8 +93,7 @@ STDMETHODIMP CBasePin::ConnectionMediaType(AM_MEDIA_TYPE* pmt) {
   }
   CAutoLock cObjectLock(m_pLock);
   if (IsConnected()) {
-    CopyMediaType(pmt, &m_mt);
-    return S_OK;
+    return CopyMediaType(pmt, &m_mt);
   }
   // The caller's record may hold anything, so it is overwritten, not freed.
   ZeroMemory(pmt, sizeof(*pmt));

@@ -75,6 +75,12 @@ STDMETHODIMP CEnumPins::Next(ULONG cPins, IPin** ppPins, ULONG* pcFetched) {
   while (cFetched < cPins && m_Position < m_PinCount) {
     CBasePin* pPin = m_pFilter->GetPin(m_Position++);
     if (!pPin) {
+      // A pin went without a version change: the caller gets none of this call's pins.
+      while (cFetched > 0) {
+        ppPins[--cFetched]->Release();
+        ppPins[cFetched] = nullptr;
+        m_PinCache.pop_back();
+      }
       return VFW_E_ENUM_OUT_OF_SYNC;
     }
     if (std::find(m_PinCache.begin(), m_PinCache.end(), pPin) != m_PinCache.end()) {

@@ -136,7 +136,6 @@ AM_MEDIA_TYPE* WINAPI CreateMediaType(const AM_MEDIA_TYPE* pSrc) {
     return nullptr;
   }
   if (FAILED(CopyMediaType(pmt, pSrc))) {
-    // The copy's pUnk holds no reference of its own, so free the record alone.
     CoTaskMemFree(pmt);
     return nullptr;
   }
@@ -156,7 +155,9 @@ HRESULT WINAPI CopyMediaType(AM_MEDIA_TYPE* pmtTarget, const AM_MEDIA_TYPE* pmtS
   if (pmtSource->cbFormat != 0) {
     pmtTarget->pbFormat = static_cast<BYTE*>(CoTaskMemAlloc(pmtSource->cbFormat));
     if (!pmtTarget->pbFormat) {
+      // A failed copy holds nothing, so freeing it later releases nobody's reference.
       pmtTarget->cbFormat = 0;
+      pmtTarget->pUnk = nullptr;
       return E_OUTOFMEMORY;
     }
     std::memcpy(pmtTarget->pbFormat, pmtSource->pbFormat, pmtSource->cbFormat);

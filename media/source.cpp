@@ -14,6 +14,11 @@ CSource::CSource(LPCTSTR pName, LPUNKNOWN lpunk, CLSID clsid, HRESULT*)
     : CSource(pName, lpunk, clsid) {}
 
 CSource::~CSource() {
+  // A host may drop a filter that still runs: its workers end and its pins let go of their peers.
+  Stop();
+  for (int i = 0; i < m_iPins; i++) {
+    m_paStreams[i]->Disconnect();
+  }
   // Each stream's destructor takes it out of the array.
   while (m_iPins != 0) {
     delete m_paStreams[m_iPins - 1];

@@ -2,11 +2,13 @@
 #include <windows.h>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "filter/vcam_stream.h"
 #include "gpu/special_common.h"
 #include "gpu/special_rgba_to_tex.h"
+#include "link/byte_order.h"
 #include "link/capture_share_memory_mgr.h"
 #include "link/frame_region_layout.h"
 #include "tests/delivery/fake_clock.h"
@@ -123,28 +125,52 @@ TEST_F(DirectPath, RecordLuidIsPassedAsItStandsUnlessItIsZero) {
   }
 }
 
-TEST_F(DirectPath, WithoutMixerThePlaceholderGoesOutAsTheFiltersOwnTextureAtTheRawClock) {
-  clock.now = 123456;
-  fill();
-  ASSERT_EQ(client.calls.size(), 1u);
-  EXPECT_EQ(client.calls[0].adapterLuid, bestLuid);
-  EXPECT_EQ(client.calls[0].textureId, stream->textureId());
-  EXPECT_EQ(client.calls[0].time, 123456);
+TEST_F(DirectPath, WithoutAFrameTheStoredPictureGoesOutAsTheFiltersOwnTextureAtTheRawClock) {
+  for (bool metMixerFirst : {false, true}) {
+    SCOPED_TRACE(metMixerFirst ? "met a mixer first" : "no mixer at first");
+    PinBesideFilter<DirectStream> own{clock};
+    DirectStream* stream = own.stream.get();
+    RecordingClient told;
+    stream->SetZarnCameraOutput(&told);
+    std::optional<TextureMixer> mixer;
+    if (metMixerFirst) {
+      mixer.emplace();
+      mixer->publish(10, {7, 0}, 0x101);
+      stream->FillBuffer(nullptr);
+      // The mixer's next record is broken, so no frame comes.
+      uint32_t offset = 0;
+      HANDLE mapping = nullptr;
+      uint8_t* view = mixer->writer.lockWriteBuffer(offset, mapping) - offset;
+      storeLittleEndian64(view + sealed_offset::kSealedLength, 1ull << 40);
+    }
+    clock.now = 123456;
+    told.calls.clear();
+    stream->FillBuffer(nullptr);
+    ASSERT_EQ(told.calls.size(), 1u);
+    EXPECT_EQ(told.calls[0].adapterLuid, bestLuid);
+    // Wine gives no shared handles, so the id is 0 there: only after the mixer's 0x101 can
+    // this fail.
+    EXPECT_EQ(told.calls[0].textureId, stream->textureId());
+    EXPECT_EQ(told.calls[0].time, 123456);
 
-  // The stored picture, already 1280 by 720, top row first with red and blue exchanged.
-  stream->LoadBackground(false);
-  const FrameBuffer& picture = stream->placeholder();
-  ASSERT_EQ(picture.width * picture.height, 1280 * 720);
-  std::vector<uint8_t> pixels = readTexturePixels(stream->texture());
-  ASSERT_EQ(pixels.size(), size_t{1280} * 720 * 4);
-  int mismatches = 0;
-  for (int i = 0; i < 1280 * 720; ++i) {
-    const uint8_t* want = picture.plane[0] + i * 4;
-    const uint8_t* got = &pixels[i * 4];
-    mismatches += got[0] != want[2] || got[1] != want[1] || got[2] != want[0];
+    // The stored picture, already 1280 by 720, top row first with red and blue exchanged.
+    stream->LoadBackground(false);
+    const FrameBuffer& picture = stream->placeholder();
+    ASSERT_EQ(picture.width * picture.height, 1280 * 720);
+    std::vector<uint8_t> pixels = readTexturePixels(stream->texture());
+    ASSERT_EQ(pixels.size(), size_t{1280} * 720 * 4);
+    int mismatches = 0;
+    for (int i = 0; i < 1280 * 720; ++i) {
+      const uint8_t* want = picture.plane[0] + i * 4;
+      const uint8_t* got = &pixels[i * 4];
+      mismatches += got[0] != want[2] || got[1] != want[1] || got[2] != want[0];
+    }
+    EXPECT_EQ(mismatches, 0);
   }
-  EXPECT_EQ(mismatches, 0);
+}
 
+TEST_F(DirectPath, TexturesFollowTheRequestedSizeAndMixerTimesIgnoreTheRawClock) {
+  fill();
   // The same size keeps the textures; a new one remakes them. The first is held, so that a remade
   // texture can't take its address.
   ID3D11Texture2D* first = stream->texture();
@@ -156,12 +182,26 @@ TEST_F(DirectPath, WithoutMixerThePlaceholderGoesOutAsTheFiltersOwnTextureAtTheR
   fill();
   D3D11_TEXTURE2D_DESC remade = textureDesc(stream->texture());
   EXPECT_EQ(remade.Width * remade.Height, 640u * 360u);
-  // Wine gives no shared handles, so the id stays 0 here; it is the uploader's in any case.
-  EXPECT_EQ(client.calls.back().textureId, stream->textureId());
 
   // The raw clock is outside the time rule: a later mixer frame is compared with none of it.
+  clock.now = 123456;
+  fill();
   TextureMixer mixer;
   mixer.publish(1000);
   fill();
   EXPECT_EQ(client.calls.back().time, 1000);
+}
+
+TEST_F(DirectPath, AnotherStreamsEndLeavesTheProcessWideDeviceToTheStreamsStillUsingIt) {
+  fill();
+  {
+    PinBesideFilter<DirectStream> other{clock};
+    other.stream->SetZarnCameraOutput(&client);
+    other.stream->FillBuffer(nullptr);
+  }
+  fill();
+  ID3D11Device* device = nullptr;
+  stream->texture()->GetDevice(&device);
+  EXPECT_EQ(device, SpecialCommon::instance().device());
+  device->Release();
 }

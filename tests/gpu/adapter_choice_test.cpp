@@ -32,7 +32,8 @@ TEST(AdapterChoice, NvidiaBeforeAmdBeforeTheRestLowestIndexFirst) {
       {"AMD, Intel, NVIDIA", {amd, intel, nvidia}, 2},
       {"neither, then AMD", {intel, amd}, 1},
       {"two of each maker", {intel, amd, nvidia, amd, nvidia}, 2},
-      {"basic render only", {adapter(L"Microsoft Basic Render Driver", 0x1414, 0x8C)}, 0},
+      {"the basic render driver never counts, whatever its name",
+       {intel, adapter(L"NVIDIA Basic Render Driver", 0x1414, 0x8C), amd}, 2},
       {"names in small letters", {intel, adapter(L"nvidia geforce"), adapter(L"amd radeon")}, 0},
   };
   for (const Case& c : cases) EXPECT_EQ(chooseAdapterByName(c.adapters), c.best) << c.name;

@@ -4,9 +4,14 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 
+#include "diag/log_line_queue.h"
+#include "gpu/special_common.h"
+#include "tests/delivery/fake_clock.h"
 #include "tests/delivery/guarded_buffer.h"
 #include "tests/gpu/texture_readback.h"
+#include "tests/support/log_files.h"
 
 namespace {
 
@@ -42,4 +47,37 @@ TEST(Upload, RowsLandAtTheirOwnStartsWhateverTheSourceStride) {
           << "row " << row;
     }
   }
+}
+
+TEST(Upload, FailedUploadsWaitLongerEachTimeAndTheLastUploaderTakesTheDeviceAlong) {
+  LogLineQueue::create();
+  FakeClock clock;
+  setPlatform(&clock);
+  const std::string log = userLogFolder() + "zarncamvcam.log";
+  const uint64_t logStart = fileSizeOf(log);
+  // Adapter 64 doesn't exist, so there is no device and no texture: each failed try logs once.
+  const struct {
+    uint32_t now, adapterIndex;
+    bool uploaded;
+    long mapErrors;
+  } steps[] = {{0, 64, false, 1}, {999, 64, false, 1}, {1000, 64, false, 2}, {2999, 0, false, 2},
+               {3000, 0, true, 2}};
+  Source source(2, 8);
+  {
+    SpecialRGBAToTex uploader;
+    for (const auto& step : steps) {
+      SCOPED_TRACE(step.now);
+      clock.now = step.now;
+      EXPECT_EQ(uploader.memoryUploadTex(step.adapterIndex, source.bytes.data(), 2, 2, 8),
+                step.uploaded);
+      const std::vector<std::string> lines = readLines(log, logStart);
+      EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                              [](const std::string& line) {
+                                return line.find("SpecialRGBAToTex Map error") != std::string::npos;
+                              }),
+                step.mapErrors);
+    }
+  }
+  EXPECT_EQ(SpecialCommon::instance().device(), nullptr);
+  setPlatform(nullptr);
 }

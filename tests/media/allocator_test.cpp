@@ -2,20 +2,30 @@
 #include <windows.h>
 #include <dshow.h>
 
-#include <atomic>
 #include <thread>
 
+#include "media/allocator.h"
 #include "media/unknown.h"
 #include "tests/media/media_test_support.h"
 
 namespace {
 
-using zarn::test::waitUntil;
+// Shows how many threads wait in GetBuffer.
+class WatchedAllocator : public CMemAllocator {
+ public:
+  WatchedAllocator(HRESULT* phr) : CMemAllocator(nullptr, nullptr, phr) {}
+  LONG waiting() {
+    CAutoLock lock(this);
+    return m_lWaiting;
+  }
+};
 
 class AllocatorTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    m_allocator = zarn::test::newMemAllocator();
+    HRESULT hr = S_OK;
+    m_watched = new WatchedAllocator(&hr);
+    m_watched->NonDelegatingQueryInterface(IID_IMemAllocator, reinterpret_cast<void**>(&m_allocator));
     m_objectsBefore = CBaseObject::ObjectsActive();
   }
   void TearDown() override {
@@ -33,6 +43,7 @@ class AllocatorTest : public ::testing::Test {
     ASSERT_EQ(S_OK, m_allocator->Commit());
   }
 
+  WatchedAllocator* m_watched = nullptr;
   IMemAllocator* m_allocator = nullptr;
   LONG m_objectsBefore = 0;
 };
@@ -65,27 +76,24 @@ TEST_F(AllocatorTest, CommitNeedsProperties) {
   EXPECT_EQ(VFW_E_NOT_COMMITTED, m_allocator->GetBuffer(&sample, nullptr, nullptr, 0));
 }
 
-TEST_F(AllocatorTest, NoWaitOnAnEmptyListTimesOut) {
+TEST_F(AllocatorTest, DecommitWithASampleOutKeepsMemoryAndAllocatorUntilItReturns) {
   commit(1, 64);
-  IMediaSample* first = nullptr;
-  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&first, nullptr, nullptr, 0));
-  IMediaSample* second = reinterpret_cast<IMediaSample*>(1);
-  EXPECT_EQ(VFW_E_TIMEOUT, m_allocator->GetBuffer(&second, nullptr, nullptr, AM_GBF_NOWAIT));
-  EXPECT_EQ(nullptr, second);
-  first->Release();
-  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&second, nullptr, nullptr, AM_GBF_NOWAIT));
-  second->Release();
-}
-
-TEST_F(AllocatorTest, DecommitWithASampleOutKeepsTheAllocatorUntilItReturns) {
-  commit(2, 64);
   IMediaSample* sample = nullptr;
   ASSERT_EQ(S_OK, m_allocator->GetBuffer(&sample, nullptr, nullptr, 0));
-  ALLOCATOR_PROPERTIES request = {2, 64, 1, 0};
+  BYTE* before = nullptr;
+  sample->GetPointer(&before);
+  ASSERT_EQ(S_OK, m_allocator->Decommit());
+  ALLOCATOR_PROPERTIES request = {1, 64, 1, 0};
   ALLOCATOR_PROPERTIES actual;
+  EXPECT_EQ(VFW_E_BUFFERS_OUTSTANDING, m_allocator->SetProperties(&request, &actual));
+  ASSERT_EQ(S_OK, m_allocator->Commit());
+  sample->Release();
+  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&sample, nullptr, nullptr, AM_GBF_NOWAIT));
+  BYTE* after = nullptr;
+  sample->GetPointer(&after);
+  EXPECT_EQ(before, after);
 
   ASSERT_EQ(S_OK, m_allocator->Decommit());
-  EXPECT_EQ(VFW_E_BUFFERS_OUTSTANDING, m_allocator->SetProperties(&request, &actual));
   // The caller's reference is the last but the committed one.
   EXPECT_EQ(1u, m_allocator->Release());
   m_allocator = nullptr;
@@ -94,40 +102,29 @@ TEST_F(AllocatorTest, DecommitWithASampleOutKeepsTheAllocatorUntilItReturns) {
   EXPECT_EQ(m_objectsBefore - 1, CBaseObject::ObjectsActive());
 }
 
-TEST_F(AllocatorTest, CommitAfterDecommitWithASampleOutKeepsTheMemory) {
-  commit(1, 64);
-  IMediaSample* sample = nullptr;
-  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&sample, nullptr, nullptr, 0));
-  BYTE* before = nullptr;
-  sample->GetPointer(&before);
-  ASSERT_EQ(S_OK, m_allocator->Decommit());
-  ASSERT_EQ(S_OK, m_allocator->Commit());
-  sample->Release();
-  IMediaSample* again = nullptr;
-  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&again, nullptr, nullptr, AM_GBF_NOWAIT));
-  BYTE* after = nullptr;
-  again->GetPointer(&after);
-  EXPECT_EQ(before, after);
-  again->Release();
-}
-
-TEST_F(AllocatorTest, ReleasedSampleWakesAWaitingGetBuffer) {
+TEST_F(AllocatorTest, GetBufferWaitsForAReleasedSampleUnlessTold) {
   commit(1, 64);
   IMediaSample* held = nullptr;
   ASSERT_EQ(S_OK, m_allocator->GetBuffer(&held, nullptr, nullptr, 0));
-  std::atomic<IMediaSample*> got{nullptr};
+  IMediaSample* got = reinterpret_cast<IMediaSample*>(1);
+  EXPECT_EQ(VFW_E_TIMEOUT, m_allocator->GetBuffer(&got, nullptr, nullptr, AM_GBF_NOWAIT));
+  EXPECT_EQ(nullptr, got);
+  HANDLE done = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   std::thread waiter([&] {
-    IMediaSample* sample = nullptr;
-    if (SUCCEEDED(m_allocator->GetBuffer(&sample, nullptr, nullptr, 0))) {
-      got = sample;
-    }
+    m_allocator->GetBuffer(&got, nullptr, nullptr, 0);
+    SetEvent(done);
   });
-  Sleep(50);
+  EXPECT_TRUE(zarn::test::pollUntil([&] { return m_watched->waiting() == 1; }));
   held->Release();
-  EXPECT_TRUE(waitUntil([&] { return got.load() != nullptr; }));
+  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(done, 5000));
+  // A waiter that was never woken ends with the decommit.
+  m_allocator->Decommit();
   waiter.join();
-  EXPECT_EQ(held, got.load());
-  got.load()->Release();
+  CloseHandle(done);
+  EXPECT_EQ(held, got);
+  if (got) {
+    got->Release();
+  }
 }
 
 }  // namespace

@@ -22,31 +22,32 @@ TEST_F(ConnectionTest, ConnectsWithItsOwnTypeAndTheSinksAllocator) {
   ASSERT_EQ(S_OK, m_stream->ConnectionMediaType(&mt));
   EXPECT_TRUE(m_stream->type == *static_cast<CMediaType*>(&mt));
   FreeMediaType(mt);
+  {
+    zarn::test::FailingAllocation failing(m_stream->type.FormatLength());
+    EXPECT_EQ(E_OUTOFMEMORY, m_stream->ConnectionMediaType(&mt));
+  }
+  EXPECT_EQ(0u, mt.cbFormat);
   EXPECT_EQ(m_in->ownAllocator, m_in->notifiedAllocator);
   EXPECT_EQ(2, m_stream->decided.cBuffers);
   EXPECT_EQ(VFW_E_ALREADY_CONNECTED, m_stream->Connect(m_in, nullptr));
 }
 
-TEST_F(ConnectionTest, FullySpecifiedTypeIsTheOnlyOneTried) {
-  CMediaType other = videoType(16, 16);
-  EXPECT_EQ(VFW_E_TYPE_NOT_ACCEPTED, m_stream->Connect(m_in, &other));
-  EXPECT_EQ(0, m_in->enumerations.load());
-  EXPECT_FALSE(m_stream->IsConnected());
-}
-
-TEST_F(ConnectionTest, PartialTypeFiltersTheCandidates) {
+TEST_F(ConnectionTest, AFullTypeIsTheOnlyOneTriedAndAPartialOneFiltersTheCandidates) {
   struct Case {
-    const GUID* subtype;
+    CMediaType type;
     HRESULT expected;
+    int enumerations;
   };
-  const Case cases[] = {{&MEDIASUBTYPE_RGB24, VFW_E_NO_ACCEPTABLE_TYPES},
-                        {&MEDIASUBTYPE_RGB32, S_OK}};
+  CMediaType rgb24(&MEDIATYPE_Video), rgb32(&MEDIATYPE_Video);
+  rgb24.SetSubtype(&MEDIASUBTYPE_RGB24);
+  rgb32.SetSubtype(&MEDIASUBTYPE_RGB32);
+  const Case cases[] = {{videoType(16, 16), VFW_E_TYPE_NOT_ACCEPTED, 0},
+                        {rgb24, VFW_E_NO_ACCEPTABLE_TYPES, 1},
+                        {rgb32, S_OK, 2}};
   m_in->offered = {m_stream->type};
   for (const Case& c : cases) {
-    CMediaType partial(&MEDIATYPE_Video);
-    partial.SetSubtype(c.subtype);
-    ASSERT_TRUE(partial.IsPartiallySpecified());
-    EXPECT_EQ(c.expected, m_stream->Connect(m_in, &partial));
+    EXPECT_EQ(c.expected, m_stream->Connect(m_in, &c.type));
+    EXPECT_EQ(c.enumerations, m_in->enumerations.load());
   }
 }
 
@@ -74,22 +75,25 @@ TEST_F(ConnectionTest, RefusedPeerAllocatorFallsBackToTheDefaultWithTheSamePrope
   EXPECT_EQ(2, props.cBuffers);
 }
 
-TEST_F(ConnectionTest, PeerRefusalsMapToConnectionErrors) {
+TEST_F(ConnectionTest, FailuresMapToConnectionErrorsAndLeaveBothSidesUnconnected) {
   struct Case {
     const char* name;
     HRESULT refusal;
+    HRESULT complete;
     bool fullType;
     HRESULT expected;
   };
   const Case cases[] = {
-      {"S_FALSE is no agreement", S_FALSE, true, VFW_E_TYPE_NOT_ACCEPTED},
-      {"plain refusals become no acceptable types", E_FAIL, false, VFW_E_NO_ACCEPTABLE_TYPES},
-      {"other failures come through", E_ACCESSDENIED, false, E_ACCESSDENIED},
+      {"S_FALSE is no agreement", S_FALSE, S_OK, true, VFW_E_TYPE_NOT_ACCEPTED},
+      {"plain refusals become no acceptable types", E_FAIL, S_OK, false, VFW_E_NO_ACCEPTABLE_TYPES},
+      {"other failures come through", E_ACCESSDENIED, S_OK, false, E_ACCESSDENIED},
+      {"failed completion disconnects the peer", S_OK, E_ACCESSDENIED, true, E_ACCESSDENIED},
   };
-  m_in->accepted = videoType(2, 2);
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
+    m_in->accepted = c.refusal == S_OK ? CMediaType(&GUID_NULL) : videoType(2, 2);
     m_in->refusal = c.refusal;
+    m_stream->completeResult = c.complete;
     EXPECT_EQ(c.expected, m_stream->Connect(m_in, c.fullType ? &m_stream->type : nullptr));
     EXPECT_FALSE(m_stream->IsConnected());
     EXPECT_FALSE(m_in->IsConnected());

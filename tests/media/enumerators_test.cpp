@@ -47,6 +47,19 @@ TEST_F(EnumeratorsTest, PinEnumeratorOutOfSyncRefusesSkipAndClone) {
   pins->Release();
 }
 
+TEST_F(EnumeratorsTest, PinGoneWithoutAVersionChangeGivesOutOfSyncAndNoReferences) {
+  TestStream* second = m_source->addStream();
+  IEnumPins* pins = nullptr;
+  ASSERT_EQ(S_OK, m_source->EnumPins(&pins));
+  delete second;
+  IPin* got[2] = {};
+  ULONG fetched = 9;
+  EXPECT_EQ(VFW_E_ENUM_OUT_OF_SYNC, pins->Next(2, got, &fetched));
+  EXPECT_EQ(0u, fetched);
+  EXPECT_EQ(nullptr, got[0]);
+  pins->Release();
+}
+
 TEST_F(EnumeratorsTest, MediaTypeEnumeratorIsOutOfSyncUntilReset) {
   IEnumMediaTypes* types = nullptr;
   ASSERT_EQ(S_OK, m_stream->EnumMediaTypes(&types));

@@ -43,33 +43,25 @@ class MediaSampleTest : public ::testing::Test {
 };
 
 TEST_F(MediaSampleTest, TimeRules) {
-  REFERENCE_TIME start = 0, end = 0;
+  REFERENCE_TIME start = 0, end = 0, t = 500, t2 = 900;
   EXPECT_EQ(VFW_E_SAMPLE_TIME_NOT_SET, m_sample->GetTime(&start, &end));
-
-  REFERENCE_TIME t = 500;
   EXPECT_EQ(S_OK, m_sample->SetTime(&t, nullptr));
   EXPECT_EQ(VFW_S_NO_STOP_TIME, m_sample->GetTime(&start, &end));
   EXPECT_EQ(500, start);
   EXPECT_EQ(501, end);
-
-  REFERENCE_TIME t2 = 900;
   EXPECT_EQ(S_OK, m_sample->SetTime(&t, &t2));
   EXPECT_EQ(S_OK, m_sample->GetTime(&start, &end));
   EXPECT_EQ(900, end);
-
   EXPECT_EQ(S_OK, m_sample->SetTime(nullptr, nullptr));
   EXPECT_EQ(VFW_E_SAMPLE_TIME_NOT_SET, m_sample->GetTime(&start, &end));
 
   LONGLONG m1 = 10, m2 = 30;
   EXPECT_EQ(E_POINTER, m_sample->SetMediaTime(&m1, nullptr));
   EXPECT_EQ(VFW_E_MEDIA_TIME_NOT_SET, m_sample->GetMediaTime(&m1, &m2));
-  m1 = 10;
-  m2 = 30;
-  EXPECT_EQ(S_OK, m_sample->SetMediaTime(&m1, &m2));
-  LONGLONG r1 = 0, r2 = 0;
-  EXPECT_EQ(S_OK, m_sample->GetMediaTime(&r1, &r2));
-  EXPECT_EQ(10, r1);
-  EXPECT_EQ(30, r2);
+  EXPECT_EQ(S_OK, m_sample->SetMediaTime(&t, &t2));
+  EXPECT_EQ(S_OK, m_sample->GetMediaTime(&m1, &m2));
+  EXPECT_EQ(500, m1);
+  EXPECT_EQ(900, m2);
 }
 
 TEST_F(MediaSampleTest, LastReleaseClearsFlagsAndType) {

@@ -1,6 +1,11 @@
 #include "tests/media/media_test_support.h"
 
+#include <objidl.h>
 #include <uuids.h>
+
+#include <atomic>
+#include <memory>
+#include <thread>
 
 #include "media/allocator.h"
 
@@ -30,15 +35,81 @@ CMediaType videoType(LONG width, LONG height) {
   return mt;
 }
 
-bool waitUntil(const std::function<bool()>& condition, DWORD timeoutMs) {
+namespace {
+
+// Registered once and never revoked: the system may call it as long as blocks it saw live.
+struct SizeFailingSpy : IMallocSpy {
+  STDMETHODIMP QueryInterface(REFIID, void** ppv) override {
+    *ppv = this;
+    return S_OK;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+  STDMETHODIMP_(ULONG) Release() override { return 1; }
+  // 0 fails the allocation.
+  STDMETHODIMP_(SIZE_T) PreAlloc(SIZE_T cb) override { return cb == failing ? 0 : cb; }
+  STDMETHODIMP_(void*) PostAlloc(void* p) override { return p; }
+  STDMETHODIMP_(void*) PreFree(void* p, BOOL) override { return p; }
+  STDMETHODIMP_(void) PostFree(BOOL) override {}
+  STDMETHODIMP_(SIZE_T) PreRealloc(void* p, SIZE_T cb, void** out, BOOL) override {
+    *out = p;
+    return cb;
+  }
+  STDMETHODIMP_(void*) PostRealloc(void* p, BOOL) override { return p; }
+  STDMETHODIMP_(void*) PreGetSize(void* p, BOOL) override { return p; }
+  STDMETHODIMP_(SIZE_T) PostGetSize(SIZE_T cb, BOOL) override { return cb; }
+  STDMETHODIMP_(void*) PreDidAlloc(void* p, BOOL) override { return p; }
+  STDMETHODIMP_(int) PostDidAlloc(void*, BOOL, int actual) override { return actual; }
+  STDMETHODIMP_(void) PreHeapMinimize() override {}
+  STDMETHODIMP_(void) PostHeapMinimize() override {}
+  std::atomic<SIZE_T> failing{0};
+};
+
+SizeFailingSpy& spy() {
+  static SizeFailingSpy* registered = [] {
+    auto* made = new SizeFailingSpy;
+    CoRegisterMallocSpy(made);
+    return made;
+  }();
+  return *registered;
+}
+
+}  // namespace
+
+FailingAllocation::FailingAllocation(SIZE_T size) { spy().failing = size; }
+
+FailingAllocation::~FailingAllocation() { spy().failing = 0; }
+
+bool waitFor(HANDLE event, const std::function<bool()>& condition, DWORD timeoutMs) {
+  const ULONGLONG deadline = GetTickCount64() + timeoutMs;
+  for (ULONGLONG now = GetTickCount64(); !condition(); now = GetTickCount64()) {
+    if (now >= deadline) {
+      return condition();
+    }
+    WaitForSingleObject(event, static_cast<DWORD>(deadline - now));
+  }
+  return true;
+}
+
+bool pollUntil(const std::function<bool()>& condition, DWORD timeoutMs) {
   const ULONGLONG deadline = GetTickCount64() + timeoutMs;
   while (!condition()) {
     if (GetTickCount64() >= deadline) {
       return condition();
     }
-    Sleep(1);
+    SwitchToThread();
   }
   return true;
+}
+
+bool finishesWithin(const std::function<void()>& work, DWORD timeoutMs) {
+  auto done = std::shared_ptr<void>(CreateEventW(nullptr, TRUE, FALSE, nullptr), CloseHandle);
+  std::thread worker([work, done] {
+    work();
+    SetEvent(done.get());
+  });
+  const bool finished = WaitForSingleObject(done.get(), timeoutMs) == WAIT_OBJECT_0;
+  finished ? worker.join() : worker.detach();
+  return finished;
 }
 
 }  // namespace zarn::test

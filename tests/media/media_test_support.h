@@ -1,7 +1,6 @@
 #pragma once
-// Helpers shared by the media tests: a COM apartment for a test's span, a reference counter,
-// a fresh allocator, a small video type, and a bounded wait for a condition that another
-// thread makes true.
+// Helpers shared by the media tests: a COM apartment, a reference counter, a fresh allocator,
+// a small video type, failing allocations, and bounded waits for what another thread does.
 #include <windows.h>
 #include <dshow.h>
 
@@ -15,8 +14,6 @@ class ComScope {
  public:
   ComScope() { CoInitializeEx(nullptr, COINIT_MULTITHREADED); }
   ~ComScope() { CoUninitialize(); }
-  ComScope(const ComScope&) = delete;
-  ComScope& operator=(const ComScope&) = delete;
 };
 
 // An outer object or format holder that only counts its references.
@@ -34,7 +31,19 @@ IMemAllocator* newMemAllocator();
 // MEDIATYPE_Video, RGB32, FORMAT_VideoInfo with a width by height frame.
 CMediaType videoType(LONG width, LONG height);
 
-// Polls `condition` until it holds or `timeoutMs` has passed; the result is the last answer.
-bool waitUntil(const std::function<bool()>& condition, DWORD timeoutMs = 5000);
+// While one lives, CoTaskMemAlloc of exactly `size` bytes fails.
+struct FailingAllocation {
+  explicit FailingAllocation(SIZE_T size);
+  ~FailingAllocation();
+};
+
+// Waits on `event` until `condition` holds, for at most `timeoutMs`; the result is the last answer.
+bool waitFor(HANDLE event, const std::function<bool()>& condition, DWORD timeoutMs = 5000);
+
+// The same for a state that signals nothing, such as a thread blocked on a lock.
+bool pollUntil(const std::function<bool()>& condition, DWORD timeoutMs = 5000);
+
+// Runs `work` on another thread; false, and the thread left to itself, if it hangs.
+bool finishesWithin(const std::function<void()>& work, DWORD timeoutMs = 10000);
 
 }  // namespace zarn::test

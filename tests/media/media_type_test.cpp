@@ -3,8 +3,11 @@
 #include <dshow.h>
 #include <uuids.h>
 
+#include <cstring>
 #include <functional>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "media/media_type.h"
 #include "tests/media/media_test_support.h"
@@ -12,6 +15,7 @@
 namespace {
 
 using zarn::test::CountedUnknown;
+using zarn::test::FailingAllocation;
 using zarn::test::videoType;
 
 TEST(MediaTypeTest, EqualityLooksAtTypesAndFormatBytesOnly) {
@@ -46,23 +50,54 @@ TEST(MediaTypeTest, SetOntoItselfKeepsTheFormatBlock) {
   EXPECT_EQ(16, reinterpret_cast<VIDEOINFOHEADER*>(mt.Format())->bmiHeader.biWidth);
 }
 
-TEST(MediaTypeTest, CopyAndFreeBalanceTheFormatReference) {
+TEST(MediaTypeTest, EachCopyHoldsItsOwnReferenceAndAFailedCopyHoldsNothing) {
+  const ULONG oddSize = 4321;
   CountedUnknown unk;
-  CMediaType source = videoType(4, 4);
+  CMediaType source(&MEDIATYPE_Video);
+  source.SetFormatType(&FORMAT_VideoInfo);
+  std::memset(source.AllocFormatBuffer(oddSize), 7, oddSize);
   source.pUnk = &unk;
-  {
-    CMediaType copy(source);
-    EXPECT_EQ(2u, unk.refs);
-    EXPECT_NE(source.Format(), copy.Format());
-    EXPECT_TRUE(copy == source);
+  auto check = [&](const AM_MEDIA_TYPE& copy, HRESULT hr, bool failed) {
+    EXPECT_EQ(failed ? E_OUTOFMEMORY : S_OK, hr);
+    EXPECT_EQ(failed ? 1u : 2u, unk.refs);
+    EXPECT_EQ(failed ? nullptr : &unk, copy.pUnk);
+    EXPECT_EQ(failed ? 0u : oddSize, copy.cbFormat);
+    EXPECT_NE(source.Format(), copy.pbFormat);
+  };
+  const std::pair<const char*, std::function<void(bool)>> ways[] = {
+      {"constructor",
+       [&](bool failed) {
+         HRESULT hr = S_OK;
+         CMediaType copy(source, &hr);
+         check(copy, hr, failed);
+       }},
+      {"Set",
+       [&](bool failed) {
+         CMediaType copy = videoType(2, 2);
+         check(copy, copy.Set(source), failed);
+       }},
+      {"CreateMediaType",
+       [&](bool failed) {
+         AM_MEDIA_TYPE* copy = CreateMediaType(&source);
+         ASSERT_EQ(failed, copy == nullptr);
+         if (copy) {
+           check(*copy, S_OK, false);
+           DeleteMediaType(copy);
+         }
+       }},
+  };
+  for (const auto& way : ways) {
+    for (bool failed : {false, true}) {
+      SCOPED_TRACE(std::string(way.first) + (failed ? " failing" : ""));
+      std::optional<FailingAllocation> failing;
+      if (failed) {
+        failing.emplace(oddSize);
+      }
+      way.second(failed);
+      EXPECT_EQ(1u, unk.refs);
+    }
   }
-  EXPECT_EQ(1u, unk.refs);
-  AM_MEDIA_TYPE* created = CreateMediaType(&source);
-  ASSERT_NE(nullptr, created);
-  EXPECT_EQ(2u, unk.refs);
-  DeleteMediaType(created);
   DeleteMediaType(nullptr);
-  EXPECT_EQ(1u, unk.refs);
   source.pUnk = nullptr;
 }
 

@@ -2,41 +2,31 @@
 #include <windows.h>
 #include <dshow.h>
 
-#include <atomic>
-#include <thread>
-
 #include "tests/media/source_sink_fixture.h"
 
 namespace {
 
+using zarn::test::finishesWithin;
 using zarn::test::TestStream;
-using zarn::test::waitUntil;
+using zarn::test::waitFor;
 
 // A source connected straight to a sink that offers the framework's own allocator.
 class SourceStreamTest : public zarn::test::SourceSinkTest {
  protected:
   void TearDown() override {
-    m_source->Stop();
+    if (m_source) {
+      m_source->Stop();
+    }
     m_in->releaseHeldSamples();
     SourceSinkTest::TearDown();
   }
 
   void connect() { ASSERT_EQ(S_OK, m_stream->Connect(m_in, nullptr)); }
 
-  // Stop on another thread, so that a hang fails the test instead of blocking it.
-  bool stopWithin(DWORD ms) {
-    std::atomic<bool> done{false};
-    std::thread stopper([&] {
-      m_source->Stop();
-      done = true;
-    });
-    bool stopped = waitUntil([&] { return done.load(); }, ms);
-    if (stopped) {
-      stopper.join();
-    } else {
-      stopper.detach();
-    }
-    return stopped;
+  // Waits until the sink has had `samples` samples and `ends` ends of stream.
+  bool arrivedAtLeast(int samples, int ends = 0) {
+    return waitFor(m_in->arrived,
+                   [&] { return m_in->received >= samples && m_in->endOfStreams >= ends; });
   }
 };
 
@@ -51,9 +41,8 @@ TEST_F(SourceStreamTest, EachPauseAfterStopRunsANewWorker) {
   connect();
   for (int cycle = 1; cycle <= 2; cycle++) {
     SCOPED_TRACE(cycle);
-    const int before = m_in->received;
     ASSERT_EQ(S_OK, m_source->Pause());
-    EXPECT_TRUE(waitUntil([&] { return m_in->received >= before + 3; }));
+    EXPECT_TRUE(arrivedAtLeast(m_in->received + 3));
     ASSERT_EQ(S_OK, m_source->Stop());
     EXPECT_FALSE(m_stream->ThreadExists());
     EXPECT_EQ(cycle, m_stream->threadCreates.load());
@@ -67,28 +56,37 @@ TEST_F(SourceStreamTest, StopWakesAWorkerBlockedOnAFullAllocator) {
   m_in->holdSamples = true;
   connect();
   ASSERT_EQ(S_OK, m_source->Run(0));
-  ASSERT_TRUE(waitUntil([&] { return m_in->received == m_stream->buffers; }));
-  Sleep(50);
+  ASSERT_TRUE(arrivedAtLeast(m_stream->buffers));
+  EXPECT_TRUE(finishesWithin([&] { m_source->Stop(); }));
   EXPECT_EQ(m_stream->buffers, m_in->received.load());
-  EXPECT_TRUE(stopWithin(5000));
-  EXPECT_FALSE(m_stream->ThreadExists());
 }
 
 TEST_F(SourceStreamTest, StopDuringFillBufferDeliversThatSample) {
-  std::atomic<bool> filling{false};
+  HANDLE filling = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   m_stream->fill = [&](int n, IMediaSample*) {
+    // This fill ends only once the stop command waits, and its sample must still go out.
     if (n == 2) {
-      filling = true;
-      Sleep(200);
+      SetEvent(filling);
+      zarn::test::pollUntil([&] { return m_stream->CheckRequest(nullptr); });
     }
     return S_OK;
   };
   connect();
   ASSERT_EQ(S_OK, m_source->Pause());
-  ASSERT_TRUE(waitUntil([&] { return filling.load(); }));
-  ASSERT_TRUE(stopWithin(5000));
-  EXPECT_EQ(3, m_stream->fills.load());
-  EXPECT_EQ(3, m_in->received.load());
+  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(filling, 5000));
+  ASSERT_TRUE(finishesWithin([&] { m_source->Stop(); }));
+  EXPECT_GE(m_stream->fills.load(), 3);
+  EXPECT_EQ(m_stream->fills.load(), m_in->received.load());
+  CloseHandle(filling);
+}
+
+TEST_F(SourceStreamTest, ReleasingARunningFilterEndsItsWorker) {
+  connect();
+  ASSERT_EQ(S_OK, m_source->Run(0));
+  ASSERT_TRUE(arrivedAtLeast(1));
+  m_in->Disconnect();
+  EXPECT_TRUE(finishesWithin([&] { EXPECT_EQ(0u, m_source->Release()); }));
+  m_source = nullptr;
 }
 
 TEST_F(SourceStreamTest, StreamEndingItselfSendsEndOfStreamAndWaitsForStop) {
@@ -115,12 +113,12 @@ TEST_F(SourceStreamTest, StreamEndingItselfSendsEndOfStreamAndWaitsForStop) {
     m_stream->fills = 0;
     m_stream->fill = [fillResult](int n, IMediaSample*) { return n < 2 ? S_OK : fillResult; };
     ASSERT_EQ(S_OK, m_source->Pause());
-    ASSERT_TRUE(waitUntil([&] { return m_in->received == c.received; }));
-    Sleep(50);
+    ASSERT_TRUE(arrivedAtLeast(c.received, c.endOfStreams));
+    // The last arrival ends the loop, so the worker is idle and answers an unknown command
+    // itself; nothing more can come.
+    EXPECT_EQ(static_cast<DWORD>(E_NOTIMPL), m_stream->CallWorker(42));
     EXPECT_EQ(c.received, m_in->received.load());
     EXPECT_EQ(c.endOfStreams, m_in->endOfStreams.load());
-    // The worker is idle, so it answers an unknown command itself.
-    EXPECT_EQ(static_cast<DWORD>(E_NOTIMPL), m_stream->CallWorker(42));
     ASSERT_EQ(S_OK, m_source->Stop());
   }
 }
@@ -130,8 +128,7 @@ TEST_F(SourceStreamTest, CommandsWhileStreamingGetTheirOwnReplies) {
   ASSERT_EQ(S_OK, m_source->Pause());
   EXPECT_EQ(static_cast<DWORD>(E_UNEXPECTED), m_stream->CallWorker(42));
   EXPECT_EQ(static_cast<DWORD>(S_OK), m_stream->CallWorker(TestStream::CMD_RUN));
-  const int before = m_in->received;
-  EXPECT_TRUE(waitUntil([&] { return m_in->received > before + 2; }));
+  EXPECT_TRUE(arrivedAtLeast(m_in->received + 3));
   EXPECT_EQ(1, m_stream->startPlays.load());
 }
 

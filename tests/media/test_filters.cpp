@@ -1,12 +1,13 @@
-#include "tests/media/test_sink.h"
+#include "tests/media/test_filters.h"
 
 #include "tests/media/media_test_support.h"
 
 namespace zarn::test {
 
-TestInputPin::TestInputPin(TestSinkFilter* filter, CCritSec* lock)
+TestInputPin::TestInputPin(CBaseFilter* filter, CCritSec* lock)
     : CBasePin(nullptr, filter, lock, nullptr, L"In", PINDIR_INPUT),
       accepted(&GUID_NULL),
+      arrived(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       ownAllocator(newMemAllocator()) {}
 
 TestInputPin::~TestInputPin() {
@@ -15,6 +16,7 @@ TestInputPin::~TestInputPin() {
     notifiedAllocator->Release();
   }
   ownAllocator->Release();
+  CloseHandle(arrived);
 }
 
 STDMETHODIMP TestInputPin::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
@@ -35,18 +37,12 @@ STDMETHODIMP TestInputPin::EnumMediaTypes(IEnumMediaTypes** ppEnum) {
 
 STDMETHODIMP TestInputPin::EndOfStream() {
   endOfStreams++;
+  SetEvent(arrived);
   return S_OK;
 }
 
-STDMETHODIMP TestInputPin::BeginFlush() { return S_OK; }
-
-STDMETHODIMP TestInputPin::EndFlush() { return S_OK; }
-
 HRESULT TestInputPin::CheckMediaType(const CMediaType* pmt) {
-  if (IsEqualGUID(accepted.majortype, GUID_NULL) || *pmt == accepted) {
-    return S_OK;
-  }
-  return refusal;
+  return IsEqualGUID(accepted.majortype, GUID_NULL) || *pmt == accepted ? S_OK : refusal;
 }
 
 HRESULT TestInputPin::GetMediaType(int iPosition, CMediaType* pMediaType) {
@@ -57,12 +53,11 @@ HRESULT TestInputPin::GetMediaType(int iPosition, CMediaType* pMediaType) {
 }
 
 STDMETHODIMP TestInputPin::GetAllocator(IMemAllocator** ppAllocator) {
-  *ppAllocator = nullptr;
+  *ppAllocator = offerAllocator ? ownAllocator : nullptr;
   if (!offerAllocator) {
     return VFW_E_NO_ALLOCATOR;
   }
   ownAllocator->AddRef();
-  *ppAllocator = ownAllocator;
   return S_OK;
 }
 
@@ -75,37 +70,70 @@ STDMETHODIMP TestInputPin::NotifyAllocator(IMemAllocator* pAllocator, BOOL) {
   return S_OK;
 }
 
-STDMETHODIMP TestInputPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES*) { return E_NOTIMPL; }
-
 STDMETHODIMP TestInputPin::Receive(IMediaSample* pSample) {
   received++;
   if (holdSamples) {
-    CAutoLock lock(&m_heldLock);
     pSample->AddRef();
     m_held.push_back(pSample);
   }
+  SetEvent(arrived);
   return receiveResult;
 }
 
-// The framework delivers one sample at a time.
-STDMETHODIMP TestInputPin::ReceiveMultiple(IMediaSample**, long, long*) { return E_NOTIMPL; }
-
-STDMETHODIMP TestInputPin::ReceiveCanBlock() { return S_FALSE; }
-
 void TestInputPin::releaseHeldSamples() {
-  std::vector<IMediaSample*> held;
-  {
-    CAutoLock lock(&m_heldLock);
-    held.swap(m_held);
-  }
-  for (IMediaSample* sample : held) {
+  for (IMediaSample* sample : m_held) {
     sample->Release();
   }
+  m_held.clear();
 }
 
-TestSinkFilter::TestSinkFilter()
-    : CBaseFilter(nullptr, nullptr, &m_lock, GUID_NULL), m_pin(new TestInputPin(this, &m_lock)) {}
+TestStream::TestStream(HRESULT* phr, TestSource* source)
+    : CSourceStream(nullptr, phr, source, L"Out"),
+      type(videoType(8, 4)) {}
 
-TestSinkFilter::~TestSinkFilter() { delete m_pin; }
+HRESULT TestStream::FillBuffer(IMediaSample* pSample) {
+  int n = fills++;
+  return fill ? fill(n, pSample) : S_OK;
+}
+
+HRESULT TestStream::OnThreadCreate() {
+  threadCreates++;
+  return threadCreateResult;
+}
+
+HRESULT TestStream::OnThreadDestroy() {
+  threadDestroys++;
+  return S_OK;
+}
+
+HRESULT TestStream::OnThreadStartPlay() {
+  startPlays++;
+  return S_OK;
+}
+
+HRESULT TestStream::DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pprop) {
+  if (allocatorsAsked++ < refuseAllocators) {
+    return E_FAIL;
+  }
+  pprop->cBuffers = buffers;
+  pprop->cbBuffer = static_cast<LONG>(type.GetSampleSize());
+  return pAlloc->SetProperties(pprop, &decided);
+}
+
+HRESULT TestStream::CompleteConnect(IPin* pReceivePin) {
+  return FAILED(completeResult) ? completeResult : CSourceStream::CompleteConnect(pReceivePin);
+}
+
+TestSource::TestSource() : CSource(nullptr, nullptr, GUID_NULL) {
+  HRESULT hr = S_OK;
+  new TestStream(&hr, this);
+}
+
+TestStream* TestSource::addStream() {
+  HRESULT hr = S_OK;
+  TestStream* stream = new TestStream(&hr, this);
+  IncrementPinVersion();
+  return stream;
+}
 
 }  // namespace zarn::test

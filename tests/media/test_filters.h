@@ -1,0 +1,116 @@
+#pragma once
+// The media tests' own filters. The sink's one input pin accepts one type, counts what it
+// receives, and can refuse, withhold its allocator or enumerator, keep samples, or answer
+// Receive with a chosen code. The source's stream fills samples by a script and counts the
+// worker's life events.
+#include <windows.h>
+#include <dshow.h>
+
+#include <atomic>
+#include <functional>
+#include <vector>
+
+#include "media/base_filter.h"
+#include "media/base_pin.h"
+#include "media/media_type.h"
+#include "media/source.h"
+
+namespace zarn::test {
+
+class TestInputPin : public CBasePin, public IMemInputPin {
+ public:
+  TestInputPin(CBaseFilter* filter, CCritSec* lock);
+  ~TestInputPin() override;
+
+  DECLARE_IUNKNOWN
+  STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+  STDMETHODIMP EnumMediaTypes(IEnumMediaTypes** ppEnum) override;
+  STDMETHODIMP EndOfStream() override;
+  STDMETHODIMP BeginFlush() override { return S_OK; }
+  STDMETHODIMP EndFlush() override { return S_OK; }
+  HRESULT CheckMediaType(const CMediaType* pmt) override;
+  HRESULT GetMediaType(int iPosition, CMediaType* pMediaType) override;
+  STDMETHODIMP GetAllocator(IMemAllocator** ppAllocator) override;
+  STDMETHODIMP NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly) override;
+  STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES*) override { return E_NOTIMPL; }
+  STDMETHODIMP Receive(IMediaSample* pSample) override;
+  // The framework delivers one sample at a time.
+  STDMETHODIMP ReceiveMultiple(IMediaSample**, long, long*) override { return E_NOTIMPL; }
+  STDMETHODIMP ReceiveCanBlock() override { return S_FALSE; }
+  // Releases the samples kept so far; only while no worker delivers.
+  void releaseHeldSamples();
+
+  // The one type accepted; an empty major type accepts any.
+  CMediaType accepted;
+  // What CheckMediaType answers for a type it doesn't accept.
+  HRESULT refusal = E_FAIL;
+  std::vector<CMediaType> offered;
+  bool withholdEnumerator = false;
+  bool offerAllocator = false;
+  bool holdSamples = false;
+  HRESULT receiveResult = S_OK;
+  std::atomic<int> received{0};
+  std::atomic<int> endOfStreams{0};
+  std::atomic<int> enumerations{0};
+  // Set at each Receive and EndOfStream.
+  const HANDLE arrived;
+  IMemAllocator* const ownAllocator;
+  IMemAllocator* notifiedAllocator = nullptr;
+
+ private:
+  std::vector<IMediaSample*> m_held;
+};
+
+class TestSinkFilter : public CBaseFilter {
+ public:
+  TestSinkFilter() : CBaseFilter(nullptr, nullptr, &m_lock, GUID_NULL), m_pin(this, &m_lock) {}
+  int GetPinCount() override { return 1; }
+  CBasePin* GetPin(int n) override { return n == 0 ? &m_pin : nullptr; }
+  TestInputPin* pin() { return &m_pin; }
+
+ private:
+  CCritSec m_lock;
+  TestInputPin m_pin;
+};
+
+class TestSource;
+
+class TestStream : public CSourceStream {
+ public:
+  TestStream(HRESULT* phr, TestSource* source);
+
+  HRESULT FillBuffer(IMediaSample* pSample) override;
+  HRESULT OnThreadCreate() override;
+  HRESULT OnThreadDestroy() override;
+  HRESULT OnThreadStartPlay() override;
+  HRESULT GetMediaType(CMediaType* pMediaType) override { return pMediaType->Set(type); }
+  using CSourceStream::GetMediaType;
+  HRESULT DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pprop) override;
+  HRESULT CompleteConnect(IPin* pReceivePin) override;
+
+  // Answers the n-th FillBuffer, counting from 0; S_OK when empty.
+  std::function<HRESULT(int n, IMediaSample* sample)> fill;
+  CMediaType type;
+  LONG buffers = 2;
+  // Allocators whose SetProperties DecideBufferSize refuses, counting from the first asked.
+  int refuseAllocators = 0;
+  HRESULT threadCreateResult = S_OK;
+  // A failure here fails CompleteConnect before the base class runs.
+  HRESULT completeResult = S_OK;
+  std::atomic<int> fills{0};
+  std::atomic<int> threadCreates{0};
+  std::atomic<int> threadDestroys{0};
+  std::atomic<int> startPlays{0};
+  std::atomic<int> allocatorsAsked{0};
+  ALLOCATOR_PROPERTIES decided = {};
+};
+
+class TestSource : public CSource {
+ public:
+  TestSource();
+  TestStream* stream() const { return static_cast<TestStream*>(m_paStreams[0]); }
+  // Adds a further stream, as a filter may during its life.
+  TestStream* addStream();
+};
+
+}  // namespace zarn::test
