@@ -40,6 +40,8 @@ CVCam::CVCam(IUnknown* outer, HRESULT* result)
 
 CVCam::~CVCam() {
   LogPrint(1, "CVCam::~CVCam");
+  // A host may drop a filter that still runs: the worker ends before its pin goes.
+  if (!IsStopped()) Stop();
   delete m_paStreams[0];
   delete[] m_paStreams;
   m_paStreams = nullptr;

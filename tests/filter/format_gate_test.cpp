@@ -15,7 +15,7 @@
 #include "media/media_type.h"
 #include "tests/filter/held_filter.h"
 #include "tests/media/media_test_support.h"
-#include "tests/media/test_sink.h"
+#include "tests/media/test_filters.h"
 #include "tests/support/child_process.h"
 #include "tests/support/install_layout.h"
 

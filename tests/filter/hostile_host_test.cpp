@@ -25,7 +25,7 @@
 #include "link/vcam_param_channel.h"
 #include "media/unknown.h"
 #include "tests/delivery/guarded_buffer.h"
-#include "tests/media/test_sink.h"
+#include "tests/media/test_filters.h"
 #include "tests/support/child_process.h"
 
 namespace zarn::test {
