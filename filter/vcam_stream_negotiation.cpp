@@ -205,11 +205,12 @@ STDMETHODIMP CVCamStream::SetFormat(AM_MEDIA_TYPE* type) {
   } else if (!m_pFilter->IsStopped()) {
     // The worker sizes every frame by the request: it changes only while no worker runs.
     LogPrint(1, "CVCamStream::SetFormat: refused while the filter runs");
+    connected->Release();
     return VFW_E_NOT_STOPPED;
   } else {
     LogPrint(1, "CVCamStream::SetFormat: Reconnect this filter");
-    // The reference on the connected pin is kept, as hosts have always seen it. The graph makes
-    // the new connection through SetMediaType; until it has, the old buffers are in force.
+    // A reconnected pin keeps its reference on the peer, as hosts have always seen it. The graph
+    // makes the new connection through SetMediaType; until it has, the old buffers are in force.
     CMediaType previous(m_mt);
     m_mt = *type;
     IFilterGraph* graph = m_pFilter->GetFilterGraph();
@@ -221,6 +222,7 @@ STDMETHODIMP CVCamStream::SetFormat(AM_MEDIA_TYPE* type) {
       // A failed attempt may have taken the new type on its way: the old type and request come
       // back whole.
       SetMediaType(&previous);
+      connected->Release();
       return reconnected;
     }
     const auto& format = *reinterpret_cast<const VIDEOINFOHEADER*>(m_mt.Format());
