@@ -7,7 +7,8 @@
 const char kProbeUsage[] =
     "usage: zarncam-probe [--list] [--caps] [--size WxH] [--fps N] [--format rgb24|rgb32|i420]\n"
     "                     [--frames N | --seconds S] [--bmp N] [--bmp-folder DIR] [--cycles N]\n"
-    "  --list        the video input devices, as a host sees them\n"
+    "  --list        the video input devices, as a host sees them, then the camera's registered\n"
+    "                module and its version\n"
     "  --caps        the capabilities of \"ZarnCam Pro\"\n"
     "  otherwise     opens \"ZarnCam Pro\" at the size, rate and format given (default 1280x720,\n"
     "                30 fps, rgb32), receives frames and prints their rate and age\n"
