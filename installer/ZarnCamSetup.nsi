@@ -1,6 +1,6 @@
 ; ZarnCamSetup.exe: puts the camera module one folder below the application's folder (where it
 ; looks for "zarncam pro.exe"), registers it, and leaves an uninstaller beside it.
-; CMake passes VERSION, PUBLISHER, BIN (the built files) and OUTFILE.
+; CMake passes VERSION, PUBLISHER, BIN (the files to install) and OUTFILE.
 Unicode true
 Target amd64-unicode
 SetCompressor /SOLID lzma
@@ -118,6 +118,8 @@ Section "-un.Camera"
   Delete /REBOOTOK "$INSTDIR\${MODULE}"
   Delete /REBOOTOK "$INSTDIR\zarncam-probe.exe"
   Delete /REBOOTOK "$INSTDIR\zarnmixer-sim.exe"
+  ; Copies an upgrade moved aside, if the hosts that held them have let go since.
+  Delete "$INSTDIR\ns*.tmp"
   Delete "$INSTDIR\setup.log"
   Delete "$INSTDIR\uninstall.exe"
   RMDir /REBOOTOK "$INSTDIR"

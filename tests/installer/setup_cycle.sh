@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The setup program in a fresh Wine prefix: a silent install into a folder with spaces that ffmpeg
 # lists and captures the reference mixer through, an uninstall entry naming the installed files
-# and version, a second setup over the first, and an uninstall that leaves only the log folder.
+# and version, a second setup over the first while a host holds the module, and an uninstall that
+# leaves only the log folder.
 #   setup_cycle.sh <build folder> <version>
 set -euo pipefail
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
@@ -36,23 +37,33 @@ grep -qxF "module: $app\\bin\\ZarnVirtualCam.ax" <<<"$probe" || fail "probe: $pr
 grep -qxF "version: $version" <<<"$probe" || fail "probe: $probe"
 
 echo "== ffmpeg captures the reference mixer"
-wine_run "$build/bin/zarnmixer-sim.exe" --seconds 120 > "$build/installer-mixer.log" 2>&1 &
+wine_run "$build/bin/zarnmixer-sim.exe" --seconds 300 > "$build/installer-mixer.log" 2>&1 &
 mixer=$!
-timeout 60 grep -q -m1 'hosts ask for' <(tail -f "$build/installer-mixer.log") ||
+timeout 60 grep -q -m1 'hosts ask for' <(tail -f "$build/installer-mixer.log" 2>/dev/null) ||
   fail "the mixer did not start"
 # The body's upper left quadrant, averaged to one pixel: the mixer's red, not the stored picture.
 pixel=$(wine_run "$ffmpeg" -hide_banner -loglevel error -f dshow -video_size 1280x720 \
-  -pixel_format bgr24 -i "video=ZarnCam Pro" -frames:v 1 \
+  -pixel_format bgr24 -rtbufsize 64M -i "video=ZarnCam Pro" -frames:v 1 \
   -vf "crop=iw*3/8:ih*3/16:iw/16:ih*3/16,scale=1:1:flags=area" -f rawvideo -pix_fmt rgb24 - |
   od -An -tu1 | xargs)
 read -r red green blue <<<"$pixel"
 [ "${red:-0}" -ge 200 ] && [ "${green:-255}" -le 60 ] && [ "${blue:-255}" -le 60 ] ||
   fail "captured upper left is '$pixel', not the mixer's red"
-kill "$mixer"
 
-echo "== a second setup over the first"
+echo "== a second setup over the first while a host holds the module"
+wine_run "$app_unix/bin/zarncam-probe.exe" --seconds 45 > "$build/installer-probe.log" 2>&1 &
+host=$!
+timeout 60 grep -q -m1 'held by zarncam-probe' <(tail -f "$build/installer-mixer.log" 2>/dev/null) ||
+  fail "the host did not open the camera"
 wine_run "$build/ZarnCamSetup.exe" /S || fail "second setup exited with $?"
+grep -q 'ZarnVirtualCam.ax is in use: the old copy is now' "$app_unix/bin/setup.log" ||
+  fail "the second setup did not move the loaded module aside: $(cat "$app_unix/bin/setup.log")"
 [ "$(entry InstallLocation)" = "$app" ] || fail "second setup went to $(entry InstallLocation)"
+wait "$host" || fail "the host failed after the upgrade: $(cat "$build/installer-probe.log")"
+# About 1350 at 30 a second: a host that froze at the upgrade falls well short.
+grep -Eq 'frames received: ([1-9][0-9]{3,}|9[0-9]{2}) ' "$build/installer-probe.log" ||
+  fail "the host stopped receiving: $(cat "$build/installer-probe.log")"
+kill "$mixer"
 lists_camera || fail "ffmpeg does not list the camera after the second setup"
 
 echo "== uninstall /S"
