@@ -53,8 +53,8 @@ read -r red green blue <<<"$pixel"
 echo "== a second setup over the first while a host holds the module"
 wine_run "$app_unix/bin/zarncam-probe.exe" --seconds 45 > "$build/installer-probe.log" 2>&1 &
 host=$!
-timeout 60 grep -q -m1 'held by zarncam-probe' <(tail -f "$build/installer-mixer.log" 2>/dev/null) ||
-  fail "the host did not open the camera"
+timeout 60 grep -q -m1 'held by zarncam-probe' \
+  <(tail -f "$build/installer-mixer.log" 2>/dev/null) || fail "the host did not open the camera"
 wine_run "$build/ZarnCamSetup.exe" /S || fail "second setup exited with $?"
 grep -q 'ZarnVirtualCam.ax is in use: the old copy is now' "$app_unix/bin/setup.log" ||
   fail "the second setup did not move the loaded module aside: $(cat "$app_unix/bin/setup.log")"
