@@ -20,8 +20,9 @@ app_unix="$WINEPREFIX/drive_c/Zarn Test/ZarnCam Pro"
 logs="$WINEPREFIX/drive_c/users/$(whoami)/AppData/Roaming/zarncam pro/log"
 key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\ZarnCam Pro'
 lists_camera() {
-  { wine_run "$ffmpeg" -hide_banner -f dshow -list_devices true -i dummy 2>&1 || true; } |
-    grep -q '"ZarnCam Pro"'
+  local devices
+  devices=$(wine_run "$ffmpeg" -hide_banner -f dshow -list_devices true -i dummy 2>&1 || true)
+  grep -q '"ZarnCam Pro"' <<<"$devices"
 }
 entry() { wine_run reg query "$key" /v "$1" | tr -d '\r' | sed -n "s/^ *$1 *REG_[A-Z]* *//p"; }
 
