@@ -10,7 +10,7 @@ build=$(cd "$1" && pwd)
 version=$2
 export WINEPREFIX=$build/installer-prefix
 rm -rf "$WINEPREFIX"
-trap 'kill "${mixer:-}" 2>/dev/null; wineserver -k >/dev/null 2>&1 || true' EXIT
+trap 'kill "${mixer:-}" 2>/dev/null || true; wineserver -k >/dev/null 2>&1 || true' EXIT
 
 wine_run() { timeout 180 "$repo/scripts/wine-run.sh" "$@"; }
 fail() { echo "FAIL: $*" >&2; exit 1; }
@@ -38,7 +38,9 @@ grep -qxF "module: $app\\bin\\ZarnVirtualCam.ax" <<<"$probe" || fail "probe: $pr
 grep -qxF "version: $version" <<<"$probe" || fail "probe: $probe"
 
 echo "== ffmpeg captures the reference mixer"
-wine_run "$build/bin/zarnmixer-sim.exe" --seconds 300 > "$build/installer-mixer.log" 2>&1 &
+# Not through wine_run: $! must be the mixer itself, so that kill ends it.
+"$repo/scripts/wine-run.sh" "$build/bin/zarnmixer-sim.exe" --seconds 300 \
+  > "$build/installer-mixer.log" 2>&1 &
 mixer=$!
 timeout 60 grep -q -m1 'hosts ask for' <(tail -f "$build/installer-mixer.log" 2>/dev/null) ||
   fail "the mixer did not start"
@@ -69,9 +71,9 @@ lists_camera || fail "ffmpeg does not list the camera after the second setup"
 
 echo "== uninstall /S"
 uninstaller=$(entry UninstallString)
-wine_run "${uninstaller//\"/}" /S
+wine_run "${uninstaller//\"/}" /S || fail "uninstaller exited with $?"
 # The uninstaller runs on from a copy of itself in the temporary folder.
-timeout 120 wineserver -w
+timeout 120 wineserver -w || fail "the uninstaller or another process did not end"
 ! lists_camera || fail "ffmpeg still lists the camera"
 ! wine_run reg query "$key" >/dev/null 2>&1 || fail "the uninstall entry is still there"
 [ ! -e "$app_unix" ] || fail "left behind: $(find "$app_unix")"
