@@ -58,7 +58,9 @@ wine_run "$app_unix/bin/zarncam-probe.exe" --seconds 45 > "$build/installer-prob
 host=$!
 timeout 60 grep -q -m1 'held by zarncam-probe' \
   <(tail -f "$build/installer-mixer.log" 2>/dev/null) || fail "the host did not open the camera"
+held=$(stat -c %i "$app_unix/bin/ZarnVirtualCam.ax")
 wine_run "$build/ZarnCamSetup.exe" /S || fail "second setup exited with $?"
+[ "$(stat -c %i "$app_unix/bin/ZarnVirtualCam.ax")" != "$held" ] || fail "the module was not replaced"
 grep -q 'ZarnVirtualCam.ax is in use: the old copy is now' "$app_unix/bin/setup.log" ||
   fail "the second setup did not move the loaded module aside: $(cat "$app_unix/bin/setup.log")"
 [ "$(entry InstallLocation)" = "$app" ] || fail "second setup went to $(entry InstallLocation)"
