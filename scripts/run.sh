@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# The main job: install and build, register the camera in a Wine prefix of its own, run the
-# reference mixer, capture a few seconds with a real DirectShow client (ffmpeg), and show
-# where the video and a contact sheet of its frames went.
+# The main job: install and build, install the camera with its setup program in a Wine prefix of
+# its own, run the reference mixer, capture a few seconds with a real DirectShow client (ffmpeg),
+# and show where the video and a contact sheet of its frames went.
 set -euo pipefail
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build=${ZARN_BUILD_DIR:-$repo/build}
@@ -21,8 +21,8 @@ ffmpeg=$repo/node_modules/@ffmpeg-installer/win32-x64/ffmpeg.exe
 echo "== The module imports only system DLLs"
 "$repo/scripts/check-imports.sh" "$build/bin/ZarnVirtualCam.ax"
 
-echo "== Registering ZarnCam Pro in $WINEPREFIX"
-wine_run regsvr32 /s "$(winpath "$build/bin/ZarnVirtualCam.ax")"
+echo "== Installing ZarnCam Pro in $WINEPREFIX with $build/ZarnCamSetup.exe /S"
+wine_run "$build/ZarnCamSetup.exe" /S
 # ffmpeg ends a device listing with an error code by design.
 { wine_run "$ffmpeg" -hide_banner -f dshow -list_devices true -i dummy 2>&1 || true; } | grep -A1 'video devices' | tail -1
 
@@ -47,4 +47,5 @@ echo
 echo "Video:         $video"
 echo "Contact sheet: $sheet"
 echo "Mixer output:  $out/mixer.log"
+echo "Setup log:     $WINEPREFIX/drive_c/Program Files/ZarnCam Pro/bin/setup.log"
 echo "Camera log:    $WINEPREFIX/drive_c/users/$(whoami)/AppData/Roaming/zarncam pro/log/zarncamvcam.log"

@@ -2,7 +2,7 @@
 # Installs what building and testing need on a fresh Debian 12 machine. Safe to run again.
 set -euo pipefail
 
-packages=(wine wine64 libwine fonts-wine mingw-w64 g++-mingw-w64-x86-64-posix
+packages=(wine wine64 libwine fonts-wine mingw-w64 g++-mingw-w64-x86-64-posix nsis
           cmake ninja-build xvfb xauth libgl1-mesa-dri imagemagick dpkg-dev googletest zip
           clang libclang-rt-14-dev)
 

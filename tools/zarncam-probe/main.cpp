@@ -12,6 +12,7 @@
 #include "cycle_run.h"
 #include "frame_probe.h"
 #include "probe_options.h"
+#include "registered_module.h"
 
 namespace {
 
@@ -34,6 +35,10 @@ int main(int argc, char** argv) {
 
   if (options.listDevices) {
     for (const std::wstring& name : videoInputDeviceNames()) std::printf("%ls\n", name.c_str());
+    const RegisteredModule module = registeredCameraModule();
+    std::printf("module: %ls\nversion: %ls\n",
+                module.path.empty() ? L"not registered" : module.path.c_str(),
+                module.version.empty() ? L"unknown" : module.version.c_str());
     CoUninitialize();
     return kOk;
   }
