@@ -7,11 +7,10 @@ namespace {
 using Rows = std::vector<std::string>;
 
 TEST(HostListText, ParsingTrimsBlanksOnlyLowerCasesAndSkipsEmptyRows) {
-  struct Case {
+  const struct {
     std::string text;
     Rows rows;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"  OBS64.EXE ,,", {"obs64.exe"}},
       {"a.exe,B.exe", {"a.exe", "b.exe"}},
       // A line break belongs to the row: the file is meant to hold one line.
@@ -19,10 +18,17 @@ TEST(HostListText, ParsingTrimsBlanksOnlyLowerCasesAndSkipsEmptyRows) {
       {"\ta.exe", {"\ta.exe"}},
       {"", {}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
     EXPECT_EQ(parseHostList(c.text), c.rows);
   }
+}
+
+// A byte order mark is dropped; only an empty file keeps the defaults.
+TEST(HostListText, FileBytesReplaceTheDefaultsUnlessEmpty) {
+  EXPECT_EQ(hostListRows("", "a.exe"), Rows{"a.exe"});
+  EXPECT_EQ(hostListRows("\xEF\xBB\xBF", "a.exe"), Rows{"a.exe"});
+  EXPECT_EQ(hostListRows("\xEF\xBB\xBF" "b.exe", "a.exe"), Rows{"b.exe"});
 }
 
 }  // namespace
