@@ -67,7 +67,8 @@ restore() {
 trap restore EXIT
 trap 'restore; exit 130' INT TERM
 
-readFile() { local text; text=$(cat "$1"; printf x); printf '%s' "${text%x}"; }
+# Sets `text` to the file's bytes, its final line ends included.
+readFile() { text=$(cat "$1"; printf x); text=${text%x}; }
 
 # Prints how often $2 occurs in the text $1: 0, 1 or 2 (meaning more than one).
 occurrences() {
@@ -133,7 +134,7 @@ for i in "${selected[@]}"; do
     printf '%-9s %s (%s: no such file)\n' stale "$id" "$file"
     stale=$((stale + 1)); continue
   fi
-  text=$(readFile "$path")
+  readFile "$path"
   count=$(occurrences "$text" "${froms[$i]}")
   if [ "$count" != 1 ]; then
     [ "$count" = 0 ] && why="snippet not found" || why="snippet not unique"
