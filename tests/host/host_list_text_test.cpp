@@ -6,7 +6,7 @@ namespace {
 
 using Rows = std::vector<std::string>;
 
-TEST(HostListText, ParsingTrimsBlanksOnlyLowerCasesAndSkipsEmptyRows) {
+TEST(HostListText, RowsAreTrimmedOfBlanksOnlyLowerCasedAndNeverEmpty) {
   const struct {
     std::string text;
     Rows rows;
@@ -16,19 +16,15 @@ TEST(HostListText, ParsingTrimsBlanksOnlyLowerCasesAndSkipsEmptyRows) {
       // A line break belongs to the row: the file is meant to hold one line.
       {"a.exe\nb.exe", {"a.exe\nb.exe"}},
       {"\ta.exe", {"\ta.exe"}},
-      {"", {}},
+      // A byte order mark is dropped; only an empty file keeps the defaults.
+      {"", {"d.exe"}},
+      {"\xEF\xBB\xBF", {"d.exe"}},
+      {"\xEF\xBB\xBF" "b.exe", {"b.exe"}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
-    EXPECT_EQ(parseHostList(c.text), c.rows);
+    EXPECT_EQ(hostListRows(c.text, "d.exe"), c.rows);
   }
-}
-
-// A byte order mark is dropped; only an empty file keeps the defaults.
-TEST(HostListText, FileBytesReplaceTheDefaultsUnlessEmpty) {
-  EXPECT_EQ(hostListRows("", "a.exe"), Rows{"a.exe"});
-  EXPECT_EQ(hostListRows("\xEF\xBB\xBF", "a.exe"), Rows{"a.exe"});
-  EXPECT_EQ(hostListRows("\xEF\xBB\xBF" "b.exe", "a.exe"), Rows{"b.exe"});
 }
 
 }  // namespace

@@ -37,12 +37,10 @@ TEST(HostLists, DefaultListsMatchTheHostByPathOrByExactFileName) {
   };
   std::wstring folder = zarn::test::executableFolder() + L"host_list_copies\\";
   CreateDirectoryW(folder.c_str(), nullptr);
-  wchar_t self[MAX_PATH] = {};
-  GetModuleFileNameW(nullptr, self, MAX_PATH);
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(std::wstring(c.name)));
     std::wstring copy = folder + c.name;
-    ASSERT_TRUE(CopyFileW(self, copy.c_str(), FALSE));
+    ASSERT_TRUE(CopyFileW(zarn::test::executablePath().c_str(), copy.c_str(), FALSE));
     auto child = zarn::test::ChildProcess::start(copy, L"--child report_host_lists");
     EXPECT_EQ(child.wait(20000), c.lists);
     DeleteFileW(copy.c_str());

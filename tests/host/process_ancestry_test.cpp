@@ -15,9 +15,9 @@ const uint32_t kNoSuchProcess = 999996;
 // This test program under a name no other process has, idling until it is killed.
 struct NamedChild {
   explicit NamedChild(const std::wstring& name) : path(zarn::test::executableFolder() + name) {
-    wchar_t self[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, self, MAX_PATH);
-    if (CopyFileW(self, path.c_str(), FALSE)) process = ChildProcess::start(path, L"--child idle");
+    if (CopyFileW(zarn::test::executablePath().c_str(), path.c_str(), FALSE)) {
+      process = ChildProcess::start(path, L"--child idle");
+    }
   }
   ~NamedChild() {
     process.kill();
@@ -30,7 +30,10 @@ struct NamedChild {
 
 }  // namespace
 
-ZARN_CHILD_ROLE(quick_exit) { return 0; }
+ZARN_CHILD_ROLE(parent_skipped) {
+  const uint32_t self = GetCurrentProcessId();
+  return getParentProcessId(self, false, false) != 0 && getParentProcessId(self, false, true) == 0 ? 0 : 1;
+}
 
 ZARN_CHILD_ROLE(idle) {
   Sleep(20000);
@@ -60,7 +63,7 @@ TEST(ProcessAncestry, LiveChildIsNamedAndDescendsFromThisProcessUntilEndedByItsN
 }
 
 TEST(ProcessAncestry, EndedChildHasAParentOnlyWhenEndedProcessesAreAccepted) {
-  ChildProcess child = ChildProcess::startRole("quick_exit");
+  ChildProcess child = ChildProcess::startRole("parent_skipped");
   ASSERT_TRUE(child.wait(20000).has_value());
   // The open handle keeps the ended process's record readable.
   EXPECT_EQ(getParentProcessId(child.pid(), false, false), 0u);
@@ -68,4 +71,11 @@ TEST(ProcessAncestry, EndedChildHasAParentOnlyWhenEndedProcessesAreAccepted) {
   EXPECT_EQ(getParentProcessId(kNoSuchProcess, true, false), 0u);
   EXPECT_EQ(getRootProcessId(kNoSuchProcess), 0u);
   EXPECT_EQ(getProcessImageName(kNoSuchProcess), L"unknown");
+}
+
+// The shell runs from the Windows folder: its child knows its parent but skips it when asked.
+TEST(ProcessAncestry, ParentFromTheWindowsFolderIsSkippedWhenAsked) {
+  ChildProcess shell = ChildProcess::start(
+      _wgetenv(L"ComSpec"), L"/c \"\"" + zarn::test::executablePath() + L"\" --child parent_skipped\"");
+  EXPECT_EQ(shell.wait(20000), std::optional<DWORD>(0));
 }
