@@ -6,22 +6,24 @@ namespace {
 
 using Rows = std::vector<std::string>;
 
-TEST(HostListText, ParsingTrimsBlanksOnlyLowerCasesAndSkipsEmptyRows) {
-  struct Case {
+TEST(HostListText, RowsAreTrimmedOfBlanksOnlyLowerCasedAndNeverEmpty) {
+  const struct {
     std::string text;
     Rows rows;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"  OBS64.EXE ,,", {"obs64.exe"}},
       {"a.exe,B.exe", {"a.exe", "b.exe"}},
       // A line break belongs to the row: the file is meant to hold one line.
       {"a.exe\nb.exe", {"a.exe\nb.exe"}},
       {"\ta.exe", {"\ta.exe"}},
-      {"", {}},
+      // A byte order mark is dropped; only an empty file keeps the defaults.
+      {"", {"d.exe"}},
+      {"\xEF\xBB\xBF", {"d.exe"}},
+      {"\xEF\xBB\xBF" "b.exe", {"b.exe"}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
-    EXPECT_EQ(parseHostList(c.text), c.rows);
+    EXPECT_EQ(hostListRows(c.text, "d.exe"), c.rows);
   }
 }
 

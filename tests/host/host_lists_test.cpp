@@ -8,27 +8,14 @@
 #include "host/paths.h"
 #include "tests/support/child_process.h"
 
-namespace {
-
 using Rows = std::vector<std::string>;
 
-std::wstring writeTempFile(const std::string& bytes) {
-  wchar_t folder[MAX_PATH] = {};
-  wchar_t path[MAX_PATH] = {};
-  GetTempPathW(MAX_PATH, folder);
-  GetTempFileNameW(folder, L"zl", 0, path);
-  std::ofstream(path, std::ios::binary) << bytes;
-  return path;
-}
-
-}  // namespace
-
-TEST(HostLists, FileReplacesTheDefaultsWholeAndAMissingOrEmptyFileKeepsThem) {
-  const std::string defaults = "obs.exe,obs64.exe";
-  EXPECT_EQ(readHostList(L"C:\\no\\such\\list", defaults), (Rows{"obs.exe", "obs64.exe"}));
-  EXPECT_EQ(readHostList(writeTempFile(""), defaults), (Rows{"obs.exe", "obs64.exe"}));
-  EXPECT_EQ(readHostList(writeTempFile("\xEF\xBB\xBF"), defaults), (Rows{"obs.exe", "obs64.exe"}));
-  EXPECT_EQ(readHostList(writeTempFile("\xEF\xBB\xBF" "foo.exe"), defaults), (Rows{"foo.exe"}));
+TEST(HostLists, AFileReplacesTheDefaultsAndAMissingOneKeepsThem) {
+  const std::wstring path = zarn::test::executableFolder() + L"host_list.txt";
+  std::ofstream(path.c_str(), std::ios::binary) << "\xEF\xBB\xBF" "Foo.exe, bar.exe";
+  EXPECT_EQ(readHostList(path, "obs.exe"), (Rows{"foo.exe", "bar.exe"}));
+  DeleteFileW(path.c_str());
+  EXPECT_EQ(readHostList(path, "obs.exe"), (Rows{"obs.exe"}));
 }
 
 ZARN_CHILD_ROLE(report_host_lists) {
@@ -38,11 +25,10 @@ ZARN_CHILD_ROLE(report_host_lists) {
 
 // This test program, copied under another name, tells which default lists it is on.
 TEST(HostLists, DefaultListsMatchTheHostByPathOrByExactFileName) {
-  struct Case {
+  const struct {
     const wchar_t* name;
     DWORD lists;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {L"obs64.exe", 1 | 4},
       {L"OBS64.exe", 1 | 4},
       {L"xobs.exe", 1},
@@ -51,15 +37,12 @@ TEST(HostLists, DefaultListsMatchTheHostByPathOrByExactFileName) {
   };
   std::wstring folder = zarn::test::executableFolder() + L"host_list_copies\\";
   CreateDirectoryW(folder.c_str(), nullptr);
-  wchar_t self[MAX_PATH] = {};
-  GetModuleFileNameW(nullptr, self, MAX_PATH);
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(std::wstring(c.name)));
     std::wstring copy = folder + c.name;
-    ASSERT_TRUE(CopyFileW(self, copy.c_str(), FALSE));
+    ASSERT_TRUE(CopyFileW(zarn::test::executablePath().c_str(), copy.c_str(), FALSE));
     auto child = zarn::test::ChildProcess::start(copy, L"--child report_host_lists");
     EXPECT_EQ(child.wait(20000), c.lists);
-    child.wait(5000);
     DeleteFileW(copy.c_str());
   }
 }

@@ -12,83 +12,70 @@ namespace {
 
 const uint32_t kNoSuchProcess = 999996;
 
-// A lingering copy of the recorder under a name no other process has.
-class NamedChild {
- public:
-  explicit NamedChild(const std::wstring& name) {
-    wchar_t temp[MAX_PATH] = {};
-    GetTempPathW(MAX_PATH, temp);
-    m_path = std::wstring(temp) + name;
-    if (!CopyFileW((zarn::test::executableFolder() + L"recorder\\zarncam pro.exe").c_str(), m_path.c_str(),
-                   FALSE)) {
-      return;
+// This test program under a name no other process has, idling until it is killed.
+struct NamedChild {
+  explicit NamedChild(const std::wstring& name) : path(zarn::test::executableFolder() + name) {
+    if (CopyFileW(zarn::test::executablePath().c_str(), path.c_str(), FALSE)) {
+      process = ChildProcess::start(path, L"--child idle");
     }
-    SetEnvironmentVariableW(L"ZARNCAM_RECORDER_LOG", (m_path + L".log").c_str());
-    SetEnvironmentVariableW(L"ZARNCAM_RECORDER_LINGER_MS", L"20000");
-    process = ChildProcess::start(m_path, L"");
-    SetEnvironmentVariableW(L"ZARNCAM_RECORDER_LINGER_MS", nullptr);
-    SetEnvironmentVariableW(L"ZARNCAM_RECORDER_LOG", nullptr);
   }
   ~NamedChild() {
     process.kill();
-    process.wait(5000);
-    DeleteFileW(m_path.c_str());
-    DeleteFileW((m_path + L".log").c_str());
+    DeleteFileW(path.c_str());
   }
 
+  std::wstring path;
   ChildProcess process;
-
- private:
-  std::wstring m_path;
 };
 
 }  // namespace
 
-ZARN_CHILD_ROLE(quick_exit) { return 0; }
+ZARN_CHILD_ROLE(parent_skipped) {
+  const uint32_t self = GetCurrentProcessId();
+  return getParentProcessId(self, false, false) != 0 && getParentProcessId(self, false, true) == 0 ? 0 : 1;
+}
 
-TEST(ProcessAncestry, ParentOfAChildIsThisProcessWhileItRuns) {
+ZARN_CHILD_ROLE(idle) {
+  Sleep(20000);
+  return 3;
+}
+
+TEST(ProcessAncestry, LiveChildIsNamedAndDescendsFromThisProcessUntilEndedByItsName) {
   NamedChild child(L"zarn-ancestry-child.exe");
   ASSERT_TRUE(child.process.valid());
-  EXPECT_EQ(getParentProcessId(child.process.pid(), false, false), GetCurrentProcessId());
+  const uint32_t pid = child.process.pid();
+  EXPECT_TRUE(isProcessRunning(pid));
+  EXPECT_EQ(getProcessNameByPid(pid), L"zarn-ancestry-child.exe");
+  EXPECT_EQ(getProcessImageName(pid), L"zarn-ancestry-child.exe");
+  EXPECT_EQ(getParentProcessId(pid, false, false), GetCurrentProcessId());
   // This test program does not run from the Windows folder, so it is not skipped as a system parent.
-  EXPECT_EQ(getParentProcessId(child.process.pid(), false, true), GetCurrentProcessId());
+  EXPECT_EQ(getParentProcessId(pid, false, true), GetCurrentProcessId());
+  const uint32_t ownRoot = getRootProcessId(GetCurrentProcessId());
+  EXPECT_EQ(getRootProcessId(pid), ownRoot != 0 ? ownRoot : GetCurrentProcessId());
+  // Only the exact file name ends it.
+  EXPECT_FALSE(terminateProcessesByName(L"ZARN-ANCESTRY-CHILD.EXE"));
+  EXPECT_FALSE(terminateProcessesByName(L"zarn-ancestry-child"));
+  EXPECT_TRUE(child.process.running());
+  EXPECT_TRUE(terminateProcessesByName(L"zarn-ancestry-child.exe"));
+  EXPECT_EQ(child.process.wait(5000), std::optional<DWORD>(0));
+  EXPECT_FALSE(isProcessRunning(pid));
+  EXPECT_EQ(getProcessNameByPid(pid), L"");
 }
 
 TEST(ProcessAncestry, EndedChildHasAParentOnlyWhenEndedProcessesAreAccepted) {
-  ChildProcess child = ChildProcess::startRole("quick_exit");
+  ChildProcess child = ChildProcess::startRole("parent_skipped");
   ASSERT_TRUE(child.wait(20000).has_value());
   // The open handle keeps the ended process's record readable.
   EXPECT_EQ(getParentProcessId(child.pid(), false, false), 0u);
   EXPECT_EQ(getParentProcessId(child.pid(), true, false), GetCurrentProcessId());
-}
-
-TEST(ProcessAncestry, UnknownProcessHasNoParentNoRootAndAnUnknownName) {
   EXPECT_EQ(getParentProcessId(kNoSuchProcess, true, false), 0u);
   EXPECT_EQ(getRootProcessId(kNoSuchProcess), 0u);
   EXPECT_EQ(getProcessImageName(kNoSuchProcess), L"unknown");
 }
 
-TEST(ProcessAncestry, RootOfAChildIsTheRootOfThisProcessOrThisProcess) {
-  NamedChild child(L"zarn-ancestry-root.exe");
-  ASSERT_TRUE(child.process.valid());
-  uint32_t ownRoot = getRootProcessId(GetCurrentProcessId());
-  EXPECT_EQ(getRootProcessId(child.process.pid()), ownRoot != 0 ? ownRoot : GetCurrentProcessId());
-}
-
-TEST(ProcessAncestry, ImageNameIsTheFileNameOnly) {
-  NamedChild child(L"zarn-ancestry-image.exe");
-  ASSERT_TRUE(child.process.valid());
-  EXPECT_EQ(getProcessImageName(child.process.pid()), L"zarn-ancestry-image.exe");
-}
-
-TEST(ProcessAncestry, TerminateByNameEndsExactMatchesOnly) {
-  NamedChild child(L"zarn-ancestry-victim.exe");
-  ASSERT_TRUE(child.process.valid());
-  EXPECT_FALSE(terminateProcessesByName(L"ZARN-ANCESTRY-VICTIM.EXE"));
-  EXPECT_FALSE(terminateProcessesByName(L"zarn-ancestry-victim"));
-  EXPECT_TRUE(child.process.running());
-  EXPECT_TRUE(terminateProcessesByName(L"zarn-ancestry-victim.exe"));
-  auto code = child.process.wait(5000);
-  ASSERT_TRUE(code.has_value());
-  EXPECT_EQ(*code, 0u);
+// The shell runs from the Windows folder: its child knows its parent but skips it when asked.
+TEST(ProcessAncestry, ParentFromTheWindowsFolderIsSkippedWhenAsked) {
+  ChildProcess shell = ChildProcess::start(
+      _wgetenv(L"ComSpec"), L"/c \"\"" + zarn::test::executablePath() + L"\" --child parent_skipped\"");
+  EXPECT_EQ(shell.wait(20000), std::optional<DWORD>(0));
 }

@@ -8,8 +8,7 @@
 namespace zarn::test {
 namespace {
 
-const wchar_t kFrameMapping[] =
-    L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY_SharedMemory_ZarnMixer";
+const wchar_t kFrameMapping[] = L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY_SharedMemory_ZarnMixer";
 const DWORD kRegionTimeoutMs = 20000;
 
 std::wstring outputPathOf(const std::wstring& exeName) {
@@ -18,18 +17,17 @@ std::wstring outputPathOf(const std::wstring& exeName) {
   return std::wstring(temp) + L"zarn-soak-" + exeName + L".log";
 }
 
-}  // namespace
-
 bool frameRegionExists() {
   HANDLE mapping = OpenFileMappingW(FILE_MAP_READ, FALSE, kFrameMapping);
   if (mapping) CloseHandle(mapping);
   return mapping != nullptr;
 }
 
+}  // namespace
+
 ChildProcess startFrameWriter(const std::wstring& exeName, const std::wstring& arguments) {
   // Kept apart: their lines about each request would bury the counts in the test's output.
-  ChildProcess writer =
-      startWithOutputFile(executableFolder() + exeName, arguments, outputPathOf(exeName));
+  ChildProcess writer = startWithOutputFile(executableFolder() + exeName, arguments, outputPathOf(exeName));
   for (DWORD waited = 0; writer.running() && waited < kRegionTimeoutMs; waited += 50) {
     if (frameRegionExists()) return writer;
     Sleep(50);

@@ -7,9 +7,6 @@
 
 namespace zarn::test {
 
-// True while some process keeps the frame region.
-bool frameRegionExists();
-
 // Starts `exeName` with `arguments` and waits, with a bound, until the frame region exists, so
 // that a host that opens next finds it. An invalid process when it didn't start or made none.
 // Its output goes to a file of its own, which frameWriterOutput reads.

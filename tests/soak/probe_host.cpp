@@ -11,15 +11,12 @@
 namespace zarn::test {
 namespace {
 
-// The probe's own exit codes; anything else is the code of a fault that ended it.
-bool isProbeExitCode(DWORD code) { return code <= 5; }
-
 std::wstring freshOutputPath() {
-  wchar_t temp[MAX_PATH] = {};
-  GetTempPathW(MAX_PATH, temp);
-  static int serial = 0;
-  return std::wstring(temp) + L"zarn-soak-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
-         std::to_wstring(++serial) + L".log";
+  wchar_t folder[MAX_PATH] = {};
+  wchar_t path[MAX_PATH] = {};
+  GetTempPathW(MAX_PATH, folder);
+  GetTempFileNameW(folder, L"zsk", 0, path);
+  return path;
 }
 
 // The next whole line of `text` from `at`, without its line end; false when none is complete.
@@ -42,10 +39,10 @@ std::vector<std::string> linesAfter(const std::string& text, const std::string& 
   return found;
 }
 
-std::optional<std::string> lastLineAfter(const std::string& text, const std::string& start) {
+// The rest of the last line that begins with `start`; empty when there is none.
+std::string lastLineAfter(const std::string& text, const std::string& start) {
   const std::vector<std::string> found = linesAfter(text, start);
-  if (found.empty()) return std::nullopt;
-  return found.back();
+  return found.empty() ? std::string() : found.back();
 }
 
 }  // namespace
@@ -79,9 +76,10 @@ bool ProbeHost::waitForCycle(int cycle, DWORD timeoutMs) {
 }
 
 std::optional<DWORD> ProbeHost::waitForSource(const std::string& source, DWORD timeoutMs) {
-  const std::optional<std::string> rest = waitForLine("frames from the " + source + " at ", timeoutMs);
-  if (!rest) return std::nullopt;
-  return DWORD(std::strtoul(rest->c_str(), nullptr, 10));
+  if (auto rest = waitForLine("frames from the " + source + " at ", timeoutMs)) {
+    return DWORD(std::strtoul(rest->c_str(), nullptr, 10));
+  }
+  return std::nullopt;
 }
 
 ProbeReport ProbeHost::finish(DWORD timeoutMs) {
@@ -92,30 +90,22 @@ ProbeReport ProbeHost::finish(DWORD timeoutMs) {
     m_process.kill();
   } else {
     report.exitCode = *code;
-    report.crashed = !isProbeExitCode(*code);
+    report.crashed = *code > 5;  // not one of the probe's own exit codes: a fault ended it
   }
   const std::string text = output();
   // Counted from the cycles' own lines too, for a probe that never reached its totals.
-  const std::vector<std::string> cycles = linesAfter(text, "cycle ");
-  report.cyclesDone = int(cycles.size());
-  if (!cycles.empty()) {
-    const size_t frames = cycles.back().find(" frames (");
-    if (frames != std::string::npos) report.lastCycleMixerFrames = std::atoi(cycles.back().c_str() + frames + 9);
-  }
-  if (auto line = lastLineAfter(text, "cycles done: ")) {
-    int total = 0;
-    std::sscanf(line->c_str(), "%d of %d, %d failed", &report.cyclesDone, &total, &report.cyclesFailed);
-  }
-  if (auto line = lastLineAfter(text, "frames delivered: ")) {
-    std::sscanf(line->c_str(), "%d (mixer %d", &report.frames, &report.mixerFrames);
-  }
-  if (auto line = lastLineAfter(text, "handle count: ")) {
-    std::sscanf(line->c_str(), "%lu after the first cycle, %lu", &report.handlesAfterFirst,
-                &report.handlesAfterLast);
-  }
-  if (auto line = lastLineAfter(text, "claim after the last stop: ")) {
-    report.claimAfterStop = uint32_t(std::strtoul(line->c_str(), nullptr, 10));
-  }
+  report.cyclesDone = int(linesAfter(text, "cycle ").size());
+  const std::string lastCycle = lastLineAfter(text, "cycle ");
+  const size_t frames = lastCycle.find(" frames (");
+  if (frames != std::string::npos) report.lastCycleMixerFrames = std::atoi(lastCycle.c_str() + frames + 9);
+  std::sscanf(lastLineAfter(text, "cycles done: ").c_str(), "%d of %*d, %d failed", &report.cyclesDone,
+              &report.cyclesFailed);
+  std::sscanf(lastLineAfter(text, "frames delivered: ").c_str(), "%d (mixer %d", &report.frames,
+              &report.mixerFrames);
+  std::sscanf(lastLineAfter(text, "handle count: ").c_str(), "%lu after the first cycle, %lu",
+              &report.handlesAfterFirst, &report.handlesAfterLast);
+  const std::string claim = lastLineAfter(text, "claim after the last stop: ");
+  if (!claim.empty()) report.claimAfterStop = uint32_t(std::strtoul(claim.c_str(), nullptr, 10));
   return report;
 }
 

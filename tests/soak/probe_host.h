@@ -30,8 +30,6 @@ class ProbeHost {
   // Starts the probe beside the test with `arguments`, its output going to a file of its own.
   explicit ProbeHost(const std::wstring& arguments);
   ~ProbeHost();
-  ProbeHost(const ProbeHost&) = delete;
-  ProbeHost& operator=(const ProbeHost&) = delete;
 
   ChildProcess& process() { return m_process; }
   std::string output() const;

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <map>
+#include <utility>
 
 namespace zarn::test {
 namespace {
@@ -11,15 +12,17 @@ std::map<std::string, ChildRoleFn>& roles() {
   return table;
 }
 
-std::wstring widen(const std::string& text) {
-  return std::wstring(text.begin(), text.end());
-}
+std::wstring widen(const std::string& text) { return std::wstring(text.begin(), text.end()); }
 
-std::wstring quoted(const std::wstring& text) {
-  return L"\"" + text + L"\"";
-}
+std::wstring quoted(const std::wstring& text) { return L"\"" + text + L"\""; }
 
 }  // namespace
+
+std::wstring executablePath() {
+  wchar_t path[MAX_PATH] = {};
+  GetModuleFileNameW(nullptr, path, MAX_PATH);
+  return path;
+}
 
 bool registerChildRole(const char* role, ChildRoleFn fn) {
   roles()[role] = fn;
@@ -32,18 +35,14 @@ int runChildRole(const std::string& role, const std::vector<std::string>& args) 
 }
 
 std::wstring executableFolder() {
-  wchar_t path[MAX_PATH] = {};
-  GetModuleFileNameW(nullptr, path, MAX_PATH);
-  std::wstring folder(path);
-  return folder.substr(0, folder.find_last_of(L'\\') + 1);
+  const std::wstring path = executablePath();
+  return path.substr(0, path.find_last_of(L'\\') + 1);
 }
 
 ChildProcess ChildProcess::startRole(const std::string& role, const std::vector<std::string>& args) {
-  wchar_t self[MAX_PATH] = {};
-  GetModuleFileNameW(nullptr, self, MAX_PATH);
   std::wstring arguments = L"--child " + widen(role);
   for (const std::string& arg : args) arguments += L" " + quoted(widen(arg));
-  return start(self, arguments);
+  return start(executablePath(), arguments);
 }
 
 ChildProcess ChildProcess::startSibling(const std::wstring& exeName, const std::wstring& arguments) {
@@ -76,18 +75,13 @@ ChildProcess ChildProcess::start(const std::wstring& path, const std::wstring& a
 }
 
 ChildProcess::ChildProcess(ChildProcess&& other) noexcept
-    : m_process(other.m_process), m_pid(other.m_pid) {
-  other.m_process = nullptr;
-  other.m_pid = 0;
-}
+    : m_process(std::exchange(other.m_process, nullptr)), m_pid(std::exchange(other.m_pid, 0)) {}
 
 ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
   if (this != &other) {
     close();
-    m_process = other.m_process;
-    m_pid = other.m_pid;
-    other.m_process = nullptr;
-    other.m_pid = 0;
+    m_process = std::exchange(other.m_process, nullptr);
+    m_pid = std::exchange(other.m_pid, 0);
   }
   return *this;
 }

@@ -23,7 +23,8 @@ int runChildRole(const std::string& role, const std::vector<std::string>& args);
       ::zarn::test::registerChildRole(#role, zarnChildRole_##role);               \
   static int zarnChildRole_##role(const std::vector<std::string>& args)
 
-// Folder of the running executable, with a trailing backslash.
+// The running executable, and its folder with a trailing backslash.
+std::wstring executablePath();
 std::wstring executableFolder();
 
 class ChildProcess {

@@ -3,7 +3,8 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <fstream>
+#include <iterator>
 
 namespace zarn::test {
 namespace {
@@ -13,13 +14,8 @@ const wchar_t kLogVariable[] = L"ZARNCAM_RECORDER_LOG";
 }  // namespace
 
 std::string readFileBytes(const std::wstring& path) {
-  std::string text;
-  FILE* in = _wfopen(path.c_str(), L"rb");
-  if (!in) return text;
-  char chunk[4096];
-  for (size_t got; (got = std::fread(chunk, 1, sizeof(chunk), in)) > 0;) text.append(chunk, got);
-  std::fclose(in);
-  return text;
+  std::ifstream in(path.c_str(), std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 InstallLayout::InstallLayout(Layout layout) {
@@ -30,13 +26,11 @@ InstallLayout::InstallLayout(Layout layout) {
            std::to_wstring(++serial);
   CreateDirectoryW(m_root.c_str(), nullptr);
   CreateDirectoryW((m_root + L"\\bin").c_str(), nullptr);
-  wchar_t self[MAX_PATH] = {};
-  GetModuleFileNameW(nullptr, self, MAX_PATH);
   m_program = m_root + L"\\bin\\installed-host.exe";
   m_application =
       (layout == Layout::ApplicationOneUp ? m_root : m_root + L"\\bin") + L"\\zarncam pro.exe";
   m_log = m_root + L"\\launches.log";
-  copied = CopyFileW(self, m_program.c_str(), FALSE) &&
+  copied = CopyFileW(executablePath().c_str(), m_program.c_str(), FALSE) &&
            CopyFileW((executableFolder() + L"recorder\\zarncam pro.exe").c_str(),
                      m_application.c_str(), FALSE);
   SetEnvironmentVariableW(kLogVariable, m_log.c_str());

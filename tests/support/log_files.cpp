@@ -3,6 +3,7 @@
 #include <windows.h>
 #include <shlobj.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -36,8 +37,7 @@ std::vector<std::string> readLines(const std::string& path, uint64_t from) {
 std::vector<std::string> linesOfPid(const std::vector<std::string>& lines, uint32_t pid) {
   const std::string field = " PID=" + std::to_string(pid) + " ";
   std::vector<std::string> own;
-  for (const std::string& line : lines) {
-    if (line.find(field) != std::string::npos) own.push_back(line);
-  }
+  std::copy_if(lines.begin(), lines.end(), std::back_inserter(own),
+               [&](const std::string& line) { return line.find(field) != std::string::npos; });
   return own;
 }
