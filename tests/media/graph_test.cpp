@@ -1,12 +1,8 @@
-#include <gtest/gtest.h>
-#include <windows.h>
-#include <dshow.h>
-
-#include "tests/media/source_sink_fixture.h"
+#include "tests/media/test_filters.h"
 
 namespace {
 
-using zarn::test::waitFor;
+using namespace zarn::test;
 
 // Reads the graph's events until one with `code` and `param1` arrives, for at most 5 s.
 bool waitForEvent(IMediaEvent* events, long code, LONG_PTR param1) {
@@ -26,7 +22,7 @@ bool waitForEvent(IMediaEvent* events, long code, LONG_PTR param1) {
 }
 
 // The test source and sink inside the platform's own filter graph manager.
-class GraphTest : public zarn::test::SourceSinkTest {
+class GraphTest : public SourceSinkTest {
  protected:
   void SetUp() override {
     SourceSinkTest::SetUp();

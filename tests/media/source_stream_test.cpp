@@ -1,17 +1,11 @@
-#include <gtest/gtest.h>
-#include <windows.h>
-#include <dshow.h>
-
-#include "tests/media/source_sink_fixture.h"
+#include "tests/media/test_filters.h"
 
 namespace {
 
-using zarn::test::finishesWithin;
-using zarn::test::TestStream;
-using zarn::test::waitFor;
+using namespace zarn::test;
 
 // A source connected straight to a sink that offers the framework's own allocator.
-class SourceStreamTest : public zarn::test::SourceSinkTest {
+class SourceStreamTest : public SourceSinkTest {
  protected:
   void TearDown() override {
     if (m_source) {
@@ -67,7 +61,7 @@ TEST_F(SourceStreamTest, StopDuringFillBufferDeliversThatSample) {
     // This fill ends only once the stop command waits, and its sample must still go out.
     if (n == 2) {
       SetEvent(filling);
-      zarn::test::pollUntil([&] { return m_stream->CheckRequest(nullptr); });
+      pollUntil([&] { return m_stream->CheckRequest(nullptr); });
     }
     return S_OK;
   };
