@@ -1,14 +1,13 @@
 #include <gtest/gtest.h>
-#include <windows.h>
-#include <dshow.h>
 
 #include <thread>
 
 #include "media/allocator.h"
-#include "media/unknown.h"
 #include "tests/media/media_test_support.h"
 
 namespace {
+
+using zarn::test::pollUntil;
 
 // Shows how many threads wait in GetBuffer.
 class WatchedAllocator : public CMemAllocator {
@@ -114,7 +113,7 @@ TEST_F(AllocatorTest, GetBufferWaitsForAReleasedSampleUnlessTold) {
     m_allocator->GetBuffer(&got, nullptr, nullptr, 0);
     SetEvent(done);
   });
-  EXPECT_TRUE(zarn::test::pollUntil([&] { return m_watched->waiting() == 1; }));
+  EXPECT_TRUE(pollUntil([&] { return m_watched->waiting() == 1; }));
   held->Release();
   EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(done, 5000));
   // A waiter that was never woken ends with the decommit.

@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
-#include <windows.h>
-#include <dshow.h>
 
 #include "media/class_factory.h"
-#include "media/unknown.h"
 #include "tests/media/media_test_support.h"
 
 namespace {
