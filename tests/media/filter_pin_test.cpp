@@ -7,12 +7,15 @@ namespace {
 
 using namespace zarn::test;
 
-// A pin that looks connected, logs its activation calls and answers them with scripted codes.
+// A pin that may look connected, logs its activation calls and answers them with scripted codes.
 class ProbePin : public CBasePin {
  public:
-  ProbePin(CBaseFilter* filter, CCritSec* lock, std::string* calls, const char* name)
-      : CBasePin(nullptr, filter, lock, nullptr, L"Probe", PINDIR_INPUT), m_calls(calls), m_name(name) {
-    m_Connected = this;
+  ProbePin(CBaseFilter* filter, CCritSec* lock, std::string* calls, const char* name,
+           bool connected)
+      : CBasePin(nullptr, filter, lock, nullptr, L"Probe", PINDIR_INPUT),
+        m_calls(calls),
+        m_name(name) {
+    m_Connected = connected ? this : nullptr;
   }
   STDMETHODIMP EndOfStream() override { return S_OK; }
   STDMETHODIMP BeginFlush() override { return S_OK; }
@@ -37,13 +40,17 @@ class ProbePin : public CBasePin {
 class ProbeFilter : public CBaseFilter {
  public:
   ProbeFilter() : CBaseFilter(nullptr, nullptr, &m_lock, GUID_NULL) {}
-  int GetPinCount() override { return 2; }
-  CBasePin* GetPin(int n) override { return n == 0 ? &a : n == 1 ? &b : nullptr; }
+  int GetPinCount() override { return 3; }
+  CBasePin* GetPin(int n) override {
+    CBasePin* pins[] = {&a, &b, &unconnected};
+    return n >= 0 && n < 3 ? pins[n] : nullptr;
+  }
 
   CCritSec m_lock;
   std::string calls;
-  ProbePin a{this, &m_lock, &calls, "a"};
-  ProbePin b{this, &m_lock, &calls, "b"};
+  ProbePin a{this, &m_lock, &calls, "a", true};
+  ProbePin b{this, &m_lock, &calls, "b", true};
+  ProbePin unconnected{this, &m_lock, &calls, "unconnected", false};
 };
 
 TEST(FilterStateTest, ChangesReachEveryPinInOrderAndReportTheFirstFailure) {
@@ -69,7 +76,8 @@ TEST(FilterStateTest, ChangesReachEveryPinInOrderAndReportTheFirstFailure) {
     SCOPED_TRACE(c.name);
     ProbeFilter filter;
     auto change = [&](FILTER_STATE to) {
-      return to == State_Stopped ? filter.Stop() : to == State_Paused ? filter.Pause() : filter.Run(0);
+      return to == State_Stopped ? filter.Stop()
+                                 : to == State_Paused ? filter.Pause() : filter.Run(0);
     };
     if (c.from != State_Stopped) {
       ASSERT_EQ(S_OK, change(c.from));

@@ -24,13 +24,6 @@ class SourceStreamTest : public SourceSinkTest {
   }
 };
 
-TEST_F(SourceStreamTest, UnconnectedPinGetsNoThread) {
-  EXPECT_EQ(S_OK, m_source->Pause());
-  EXPECT_FALSE(m_stream->ThreadExists());
-  EXPECT_EQ(S_OK, m_source->Stop());
-  EXPECT_EQ(0, m_stream->threadCreates.load());
-}
-
 TEST_F(SourceStreamTest, EachPauseAfterStopRunsANewWorker) {
   connect();
   for (int cycle = 1; cycle <= 2; cycle++) {
