@@ -21,12 +21,7 @@ class WatchedAllocator : public CMemAllocator {
 
 class AllocatorTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    HRESULT hr = S_OK;
-    m_watched = new WatchedAllocator(&hr);
-    m_watched->NonDelegatingQueryInterface(IID_IMemAllocator, reinterpret_cast<void**>(&m_allocator));
-    m_objectsBefore = CBaseObject::ObjectsActive();
-  }
+  void SetUp() override { m_allocator->AddRef(); }
   void TearDown() override {
     if (m_allocator) {
       m_allocator->Decommit();
@@ -42,9 +37,10 @@ class AllocatorTest : public ::testing::Test {
     ASSERT_EQ(S_OK, m_allocator->Commit());
   }
 
-  WatchedAllocator* m_watched = nullptr;
-  IMemAllocator* m_allocator = nullptr;
-  LONG m_objectsBefore = 0;
+  HRESULT m_created = S_OK;
+  WatchedAllocator* m_watched = new WatchedAllocator(&m_created);
+  IMemAllocator* m_allocator = m_watched;
+  LONG m_objectsBefore = CBaseObject::ObjectsActive();
 };
 
 TEST_F(AllocatorTest, SetPropertiesRoundsTheSizeToTheAlignment) {
