@@ -146,21 +146,18 @@ TEST_F(SourcePinTest, FilterInfoWaitsForAGraphChangeUnderWay) {
   EXPECT_STREQ(L"joined", info.achName);
 }
 
-TEST_F(SourcePinTest, PinReferencesKeepTheFilterAlive) {
-  IPin* pin = nullptr;
-  ASSERT_EQ(S_OK, m_source->FindPin(L"1", &pin));
-  m_source->AddRef();
-  EXPECT_EQ(2u, m_source->Release());
-  EXPECT_EQ(1u, pin->Release());
-}
-
-TEST_F(SourcePinTest, FindPinUndoesQueryId) {
+TEST_F(SourcePinTest, FindPinUndoesQueryIdAndThePinKeepsTheFilterAlive) {
   LPWSTR id = nullptr;
   ASSERT_EQ(S_OK, m_stream->QueryId(&id));
   EXPECT_STREQ(L"1", id);
+  IPin* pin = nullptr;
+  ASSERT_EQ(S_OK, m_source->FindPin(id, &pin));
   CoTaskMemFree(id);
+  m_source->AddRef();
+  EXPECT_EQ(2u, m_source->Release());
+  EXPECT_EQ(1u, pin->Release());
   for (const wchar_t* bad : {L"0", L"2", L"abc"}) {
-    IPin* pin = reinterpret_cast<IPin*>(1);
+    pin = reinterpret_cast<IPin*>(1);
     EXPECT_EQ(VFW_E_NOT_FOUND, m_source->FindPin(bad, &pin));
     EXPECT_EQ(nullptr, pin);
   }
