@@ -81,10 +81,6 @@ void TestInputPin::releaseHeldSamples() {
   m_held.clear();
 }
 
-TestStream::TestStream(HRESULT* phr, TestSource* source)
-    : CSourceStream(nullptr, phr, source, L"Out"),
-      type(videoType(8, 4)) {}
-
 HRESULT TestStream::FillBuffer(IMediaSample* pSample) {
   int n = fills++;
   return fill ? fill(n, pSample) : S_OK;

@@ -70,11 +70,10 @@ class TestSinkFilter : public CBaseFilter {
   TestInputPin m_pin;
 };
 
-class TestSource;
-
 class TestStream : public CSourceStream {
  public:
-  TestStream(HRESULT* phr, TestSource* source);
+  TestStream(HRESULT* phr, CSource* source)
+      : CSourceStream(nullptr, phr, source, L"Out"), type(videoType(8, 4)) {}
 
   HRESULT FillBuffer(IMediaSample* pSample) override;
   HRESULT OnThreadCreate() override;
