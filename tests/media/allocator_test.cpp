@@ -7,7 +7,7 @@
 
 namespace {
 
-using zarn::test::pollUntil;
+using zarn::test::waitFor;
 
 // Shows how many threads wait in GetBuffer.
 class WatchedAllocator : public CMemAllocator {
@@ -109,7 +109,7 @@ TEST_F(AllocatorTest, GetBufferWaitsForAReleasedSampleUnlessTold) {
     m_allocator->GetBuffer(&got, nullptr, nullptr, 0);
     SetEvent(done);
   });
-  EXPECT_TRUE(pollUntil([&] { return m_watched->waiting() == 1; }));
+  EXPECT_TRUE(waitFor(nullptr, [&] { return m_watched->waiting() == 1; }));
   held->Release();
   EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(done, 5000));
   // A waiter that was never woken ends with the decommit.

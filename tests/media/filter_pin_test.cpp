@@ -138,8 +138,8 @@ TEST_F(SourcePinTest, FilterInfoWaitsForAGraphChangeUnderWay) {
   FILTER_INFO info = {};
   std::thread reader([&] { m_source->QueryFilterInfo(&info); });
   // Wine's critical section counts each thread that waits for it.
-  EXPECT_TRUE(pollUntil(
-      [&] { return reinterpret_cast<CRITICAL_SECTION*>(lock)->LockCount > 0; }));
+  EXPECT_TRUE(
+      waitFor(nullptr, [&] { return reinterpret_cast<CRITICAL_SECTION*>(lock)->LockCount > 0; }));
   m_source->JoinFilterGraph(nullptr, L"joined");
   lock->Unlock();
   reader.join();

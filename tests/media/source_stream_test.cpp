@@ -55,7 +55,7 @@ TEST_F(SourceStreamTest, StopDuringFillBufferDeliversThatSample) {
     // This fill ends only once the stop command waits, and its sample must still go out.
     if (n == 2) {
       SetEvent(filling);
-      pollUntil([&] { return m_stream->CheckRequest(nullptr); });
+      waitFor(nullptr, [&] { return m_stream->CheckRequest(nullptr); });
     }
     return S_OK;
   };
