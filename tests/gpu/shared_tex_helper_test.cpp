@@ -3,13 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <string>
-#include <vector>
 
 #include "delivery/format_tags.h"
 #include "diag/log_line_queue.h"
 #include "tests/delivery/guarded_buffer.h"
-#include "tests/gpu/colour_reference.h"
 #include "tests/gpu/served_texture_helper.h"
 #include "tests/support/log_files.h"
 
@@ -34,12 +31,12 @@ Read readFrame(SharedTexHelper& helper, uint32_t textureId, int width, int heigh
   const bool planar = tag == kTagI420 || tag == kTagNV12;
   const int rowBytes = planar ? width : target.stride[0];
   read.bytes.assign(target.plane[0], target.plane[0] + rowBytes * height);
-  const bool nv12 = tag == kTagNV12;
   for (int plane = 1; planar && plane < 3; ++plane) {
     for (int y = 0; y < height / 2; ++y) {
       for (int x = 0; x < width / 2; ++x) {
-        read.bytes.push_back(nv12 ? target.plane[1][y * target.stride[1] + 2 * x + plane - 1]
-                                  : target.plane[plane][y * target.stride[plane] + x]);
+        read.bytes.push_back(tag == kTagNV12
+                                 ? target.plane[1][y * target.stride[1] + 2 * x + plane - 1]
+                                 : target.plane[plane][y * target.stride[plane] + x]);
       }
     }
   }

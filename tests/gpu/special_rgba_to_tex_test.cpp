@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
-#include <string>
 
 #include "diag/log_line_queue.h"
 #include "gpu/special_common.h"

@@ -1,14 +1,13 @@
 #include <gtest/gtest.h>
-#include <windows.h>
-#include <dshow.h>
 
 #include <thread>
 
 #include "media/allocator.h"
-#include "media/unknown.h"
 #include "tests/media/media_test_support.h"
 
 namespace {
+
+using zarn::test::waitFor;
 
 // Shows how many threads wait in GetBuffer.
 class WatchedAllocator : public CMemAllocator {
@@ -22,12 +21,7 @@ class WatchedAllocator : public CMemAllocator {
 
 class AllocatorTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    HRESULT hr = S_OK;
-    m_watched = new WatchedAllocator(&hr);
-    m_watched->NonDelegatingQueryInterface(IID_IMemAllocator, reinterpret_cast<void**>(&m_allocator));
-    m_objectsBefore = CBaseObject::ObjectsActive();
-  }
+  void SetUp() override { m_allocator->AddRef(); }
   void TearDown() override {
     if (m_allocator) {
       m_allocator->Decommit();
@@ -43,9 +37,10 @@ class AllocatorTest : public ::testing::Test {
     ASSERT_EQ(S_OK, m_allocator->Commit());
   }
 
-  WatchedAllocator* m_watched = nullptr;
-  IMemAllocator* m_allocator = nullptr;
-  LONG m_objectsBefore = 0;
+  HRESULT m_created = S_OK;
+  WatchedAllocator* m_watched = new WatchedAllocator(&m_created);
+  IMemAllocator* m_allocator = m_watched;
+  LONG m_objectsBefore = CBaseObject::ObjectsActive();
 };
 
 TEST_F(AllocatorTest, SetPropertiesRoundsTheSizeToTheAlignment) {
@@ -114,7 +109,7 @@ TEST_F(AllocatorTest, GetBufferWaitsForAReleasedSampleUnlessTold) {
     m_allocator->GetBuffer(&got, nullptr, nullptr, 0);
     SetEvent(done);
   });
-  EXPECT_TRUE(zarn::test::pollUntil([&] { return m_watched->waiting() == 1; }));
+  EXPECT_TRUE(waitFor(nullptr, [&] { return m_watched->waiting() == 1; }));
   held->Release();
   EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(done, 5000));
   // A waiter that was never woken ends with the decommit.

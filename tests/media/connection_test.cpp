@@ -1,16 +1,10 @@
-#include <gtest/gtest.h>
-#include <windows.h>
-#include <dshow.h>
-#include <uuids.h>
-
-#include "tests/media/source_sink_fixture.h"
+#include "tests/media/test_filters.h"
 
 namespace {
 
-using zarn::test::TestStream;
-using zarn::test::videoType;
+using namespace zarn::test;
 
-using ConnectionTest = zarn::test::SourceSinkTest;
+using ConnectionTest = SourceSinkTest;
 
 TEST_F(ConnectionTest, ConnectsWithItsOwnTypeAndTheSinksAllocator) {
   ASSERT_EQ(S_OK, m_stream->Connect(m_in, nullptr));
@@ -23,12 +17,11 @@ TEST_F(ConnectionTest, ConnectsWithItsOwnTypeAndTheSinksAllocator) {
   EXPECT_TRUE(m_stream->type == *static_cast<CMediaType*>(&mt));
   FreeMediaType(mt);
   {
-    zarn::test::FailingAllocation failing(m_stream->type.FormatLength());
+    FailingAllocation failing(m_stream->type.FormatLength());
     EXPECT_EQ(E_OUTOFMEMORY, m_stream->ConnectionMediaType(&mt));
   }
   EXPECT_EQ(0u, mt.cbFormat);
   EXPECT_EQ(m_in->ownAllocator, m_in->notifiedAllocator);
-  EXPECT_EQ(2, m_stream->decided.cBuffers);
   EXPECT_EQ(VFW_E_ALREADY_CONNECTED, m_stream->Connect(m_in, nullptr));
 }
 

@@ -1,13 +1,8 @@
-#include <gtest/gtest.h>
-#include <windows.h>
-#include <dshow.h>
-
-#include "tests/media/source_sink_fixture.h"
+#include "tests/media/test_filters.h"
 
 namespace {
 
 using zarn::test::TestStream;
-
 using EnumeratorsTest = zarn::test::SourceSinkTest;
 
 TEST_F(EnumeratorsTest, PinEnumeratorReturnsAnAddedPinAndNotTheOnesBefore) {

@@ -1,101 +1,98 @@
-#include <gtest/gtest.h>
-#include <windows.h>
-#include <dshow.h>
-
 #include <string>
 #include <thread>
-#include <vector>
 
-#include "media/base_filter.h"
-#include "media/base_pin.h"
-#include "tests/media/source_sink_fixture.h"
+#include "tests/media/test_filters.h"
 
 namespace {
 
-using zarn::test::videoType;
+using namespace zarn::test;
 
-// A pin that looks connected and answers activation with scripted codes.
+// A pin that may look connected, logs its activation calls and answers them with scripted codes.
 class ProbePin : public CBasePin {
  public:
-  ProbePin(CBaseFilter* filter, CCritSec* lock, std::vector<std::string>* calls, std::string name)
+  ProbePin(CBaseFilter* filter, CCritSec* lock, std::string* calls, const char* name,
+           bool connected)
       : CBasePin(nullptr, filter, lock, nullptr, L"Probe", PINDIR_INPUT),
         m_calls(calls),
-        m_name(std::move(name)) {}
+        m_name(name) {
+    m_Connected = connected ? this : nullptr;
+  }
   STDMETHODIMP EndOfStream() override { return S_OK; }
   STDMETHODIMP BeginFlush() override { return S_OK; }
   STDMETHODIMP EndFlush() override { return S_OK; }
   HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-
-  HRESULT Active() override { return record("Active", activeResult); }
-  HRESULT Inactive() override { return record("Inactive", inactiveResult); }
-  HRESULT Run(REFERENCE_TIME) override { return record("Run", S_OK); }
-
-  void pretendConnected() { m_Connected = this; }
+  HRESULT Active() override { return record(".Active ", activeResult); }
+  HRESULT Inactive() override { return record(".Inactive ", inactiveResult); }
+  HRESULT Run(REFERENCE_TIME) override { return record(".Run ", S_OK); }
 
   HRESULT activeResult = S_OK;
   HRESULT inactiveResult = S_OK;
 
  private:
   HRESULT record(const char* what, HRESULT result) {
-    m_calls->push_back(m_name + "." + what);
+    *m_calls += m_name + what;
     return result;
   }
-  std::vector<std::string>* m_calls;
+  std::string* m_calls;
   std::string m_name;
 };
 
 class ProbeFilter : public CBaseFilter {
  public:
-  ProbeFilter()
-      : CBaseFilter(nullptr, nullptr, &m_lock, GUID_NULL),
-        a(this, &m_lock, &calls, "a"),
-        b(this, &m_lock, &calls, "b") {
-    a.pretendConnected();
-    b.pretendConnected();
+  ProbeFilter() : CBaseFilter(nullptr, nullptr, &m_lock, GUID_NULL) {}
+  int GetPinCount() override { return 3; }
+  CBasePin* GetPin(int n) override {
+    CBasePin* pins[] = {&a, &b, &unconnected};
+    return n >= 0 && n < 3 ? pins[n] : nullptr;
   }
-  int GetPinCount() override { return 2; }
-  CBasePin* GetPin(int n) override { return n == 0 ? &a : n == 1 ? &b : nullptr; }
 
   CCritSec m_lock;
-  std::vector<std::string> calls;
-  ProbePin a;
-  ProbePin b;
+  std::string calls;
+  ProbePin a{this, &m_lock, &calls, "a", true};
+  ProbePin b{this, &m_lock, &calls, "b", true};
+  ProbePin unconnected{this, &m_lock, &calls, "unconnected", false};
 };
 
-using Calls = std::vector<std::string>;
-
-TEST(FilterStateTest, StopReachesEveryPinAndReportsTheFirstFailure) {
-  ProbeFilter filter;
-  ASSERT_EQ(S_OK, filter.Pause());
-  filter.calls.clear();
-  filter.a.inactiveResult = E_ABORT;
-  filter.b.inactiveResult = E_FAIL;
-  EXPECT_EQ(E_ABORT, filter.Stop());
-  EXPECT_EQ((Calls{"a.Inactive", "b.Inactive"}), filter.calls);
-  FILTER_STATE state;
-  EXPECT_EQ(S_OK, filter.GetState(0, &state));
-  EXPECT_EQ(State_Stopped, state);
-}
-
-TEST(FilterStateTest, PauseStopsAtTheFirstFailingPinAndStaysStopped) {
-  ProbeFilter filter;
-  filter.a.activeResult = E_ABORT;
-  EXPECT_EQ(E_ABORT, filter.Pause());
-  EXPECT_EQ((Calls{"a.Active"}), filter.calls);
-  EXPECT_TRUE(filter.IsStopped());
-}
-
-TEST(FilterStateTest, RunFromStoppedPausesFirst) {
-  ProbeFilter filter;
-  EXPECT_EQ(S_OK, filter.Run(0));
-  EXPECT_EQ((Calls{"a.Active", "b.Active", "a.Run", "b.Run"}), filter.calls);
-  filter.calls.clear();
-  EXPECT_EQ(S_OK, filter.Pause());
-  EXPECT_TRUE(filter.calls.empty());
-  FILTER_STATE state;
-  EXPECT_EQ(S_OK, filter.GetState(INFINITE, &state));
-  EXPECT_EQ(State_Paused, state);
-  filter.Stop();
+TEST(FilterStateTest, ChangesReachEveryPinInOrderAndReportTheFirstFailure) {
+  struct Case {
+    const char* name;
+    HRESULT aActive, aInactive, bInactive;
+    FILTER_STATE from, to;
+    HRESULT expected;
+    const char* calls;
+    FILTER_STATE state;
+  };
+  const Case cases[] = {
+      {"stop tells every pin", S_OK, E_ABORT, E_FAIL, State_Paused, State_Stopped, E_ABORT,
+       "a.Inactive b.Inactive ", State_Stopped},
+      {"pause ends at a failing pin", E_ABORT, S_OK, S_OK, State_Stopped, State_Paused, E_ABORT,
+       "a.Active ", State_Stopped},
+      {"run from stopped pauses first", S_OK, S_OK, S_OK, State_Stopped, State_Running, S_OK,
+       "a.Active b.Active a.Run b.Run ", State_Running},
+      {"pause from running tells no pin", S_OK, S_OK, S_OK, State_Running, State_Paused, S_OK, "",
+       State_Paused},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ProbeFilter filter;
+    auto change = [&](FILTER_STATE to) {
+      return to == State_Stopped ? filter.Stop()
+                                 : to == State_Paused ? filter.Pause() : filter.Run(0);
+    };
+    if (c.from != State_Stopped) {
+      ASSERT_EQ(S_OK, change(c.from));
+    }
+    filter.calls.clear();
+    filter.a.activeResult = c.aActive;
+    filter.a.inactiveResult = c.aInactive;
+    filter.b.inactiveResult = c.bInactive;
+    EXPECT_EQ(c.expected, change(c.to));
+    EXPECT_EQ(c.calls, filter.calls);
+    FILTER_STATE state;
+    EXPECT_EQ(S_OK, filter.GetState(0, &state));
+    EXPECT_EQ(c.state, state);
+    filter.Stop();
+  }
 }
 
 TEST(FilterStateTest, DisconnectNeedsAStoppedFilter) {
@@ -106,7 +103,7 @@ TEST(FilterStateTest, DisconnectNeedsAStoppedFilter) {
   filter.Stop();
 }
 
-using SourcePinTest = zarn::test::SourceSinkTest;
+using SourcePinTest = SourceSinkTest;
 
 TEST_F(SourcePinTest, InterfacesOfFilterAndPin) {
   struct Case {
@@ -141,29 +138,26 @@ TEST_F(SourcePinTest, FilterInfoWaitsForAGraphChangeUnderWay) {
   FILTER_INFO info = {};
   std::thread reader([&] { m_source->QueryFilterInfo(&info); });
   // Wine's critical section counts each thread that waits for it.
-  EXPECT_TRUE(zarn::test::pollUntil(
-      [&] { return reinterpret_cast<CRITICAL_SECTION*>(lock)->LockCount > 0; }));
+  EXPECT_TRUE(
+      waitFor(nullptr, [&] { return reinterpret_cast<CRITICAL_SECTION*>(lock)->LockCount > 0; }));
   m_source->JoinFilterGraph(nullptr, L"joined");
   lock->Unlock();
   reader.join();
   EXPECT_STREQ(L"joined", info.achName);
 }
 
-TEST_F(SourcePinTest, PinReferencesKeepTheFilterAlive) {
-  IPin* pin = nullptr;
-  ASSERT_EQ(S_OK, m_source->FindPin(L"1", &pin));
-  m_source->AddRef();
-  EXPECT_EQ(2u, m_source->Release());
-  EXPECT_EQ(1u, pin->Release());
-}
-
-TEST_F(SourcePinTest, FindPinUndoesQueryId) {
+TEST_F(SourcePinTest, FindPinUndoesQueryIdAndThePinKeepsTheFilterAlive) {
   LPWSTR id = nullptr;
   ASSERT_EQ(S_OK, m_stream->QueryId(&id));
   EXPECT_STREQ(L"1", id);
+  IPin* pin = nullptr;
+  ASSERT_EQ(S_OK, m_source->FindPin(id, &pin));
   CoTaskMemFree(id);
+  m_source->AddRef();
+  EXPECT_EQ(2u, m_source->Release());
+  EXPECT_EQ(1u, pin->Release());
   for (const wchar_t* bad : {L"0", L"2", L"abc"}) {
-    IPin* pin = reinterpret_cast<IPin*>(1);
+    pin = reinterpret_cast<IPin*>(1);
     EXPECT_EQ(VFW_E_NOT_FOUND, m_source->FindPin(bad, &pin));
     EXPECT_EQ(nullptr, pin);
   }

@@ -1,6 +1,4 @@
 #include <gtest/gtest.h>
-#include <windows.h>
-#include <dshow.h>
 
 #include <cstddef>
 
@@ -8,13 +6,13 @@
 
 namespace {
 
-using zarn::test::videoType;
+using namespace zarn::test;
 
 // One committed allocator of two 100-byte samples, with the first one taken.
 class MediaSampleTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    m_allocator = zarn::test::newMemAllocator();
+    m_allocator = newMemAllocator();
     ALLOCATOR_PROPERTIES request = {2, 100, 1, 0};
     ALLOCATOR_PROPERTIES actual;
     ASSERT_EQ(S_OK, m_allocator->SetProperties(&request, &actual));

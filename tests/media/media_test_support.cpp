@@ -85,18 +85,7 @@ bool waitFor(HANDLE event, const std::function<bool()>& condition, DWORD timeout
     if (now >= deadline) {
       return condition();
     }
-    WaitForSingleObject(event, static_cast<DWORD>(deadline - now));
-  }
-  return true;
-}
-
-bool pollUntil(const std::function<bool()>& condition, DWORD timeoutMs) {
-  const ULONGLONG deadline = GetTickCount64() + timeoutMs;
-  while (!condition()) {
-    if (GetTickCount64() >= deadline) {
-      return condition();
-    }
-    SwitchToThread();
+    event ? WaitForSingleObject(event, static_cast<DWORD>(deadline - now)) : SwitchToThread();
   }
   return true;
 }

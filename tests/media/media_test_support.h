@@ -38,10 +38,8 @@ struct FailingAllocation {
 };
 
 // Waits on `event` until `condition` holds, for at most `timeoutMs`; the result is the last answer.
+// Without an event it polls, for a state that signals nothing, such as a thread blocked on a lock.
 bool waitFor(HANDLE event, const std::function<bool()>& condition, DWORD timeoutMs = 5000);
-
-// The same for a state that signals nothing, such as a thread blocked on a lock.
-bool pollUntil(const std::function<bool()>& condition, DWORD timeoutMs = 5000);
 
 // Runs `work` on another thread; false, and the thread left to itself, if it hangs.
 bool finishesWithin(const std::function<void()>& work, DWORD timeoutMs = 10000);

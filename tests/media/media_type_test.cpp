@@ -1,7 +1,4 @@
 #include <gtest/gtest.h>
-#include <windows.h>
-#include <dshow.h>
-#include <uuids.h>
 
 #include <cstring>
 #include <functional>
@@ -9,14 +6,11 @@
 #include <string>
 #include <utility>
 
-#include "media/media_type.h"
 #include "tests/media/media_test_support.h"
 
 namespace {
 
-using zarn::test::CountedUnknown;
-using zarn::test::FailingAllocation;
-using zarn::test::videoType;
+using namespace zarn::test;
 
 TEST(MediaTypeTest, EqualityLooksAtTypesAndFormatBytesOnly) {
   struct Case {

@@ -1,17 +1,11 @@
-#include <gtest/gtest.h>
-#include <windows.h>
-#include <dshow.h>
-
-#include "tests/media/source_sink_fixture.h"
+#include "tests/media/test_filters.h"
 
 namespace {
 
-using zarn::test::finishesWithin;
-using zarn::test::TestStream;
-using zarn::test::waitFor;
+using namespace zarn::test;
 
 // A source connected straight to a sink that offers the framework's own allocator.
-class SourceStreamTest : public zarn::test::SourceSinkTest {
+class SourceStreamTest : public SourceSinkTest {
  protected:
   void TearDown() override {
     if (m_source) {
@@ -21,7 +15,10 @@ class SourceStreamTest : public zarn::test::SourceSinkTest {
     SourceSinkTest::TearDown();
   }
 
-  void connect() { ASSERT_EQ(S_OK, m_stream->Connect(m_in, nullptr)); }
+  void SetUp() override {
+    SourceSinkTest::SetUp();
+    ASSERT_EQ(S_OK, m_stream->Connect(m_in, nullptr));
+  }
 
   // Waits until the sink has had `samples` samples and `ends` ends of stream.
   bool arrivedAtLeast(int samples, int ends = 0) {
@@ -30,15 +27,7 @@ class SourceStreamTest : public zarn::test::SourceSinkTest {
   }
 };
 
-TEST_F(SourceStreamTest, UnconnectedPinGetsNoThread) {
-  EXPECT_EQ(S_OK, m_source->Pause());
-  EXPECT_FALSE(m_stream->ThreadExists());
-  EXPECT_EQ(S_OK, m_source->Stop());
-  EXPECT_EQ(0, m_stream->threadCreates.load());
-}
-
 TEST_F(SourceStreamTest, EachPauseAfterStopRunsANewWorker) {
-  connect();
   for (int cycle = 1; cycle <= 2; cycle++) {
     SCOPED_TRACE(cycle);
     ASSERT_EQ(S_OK, m_source->Pause());
@@ -54,7 +43,6 @@ TEST_F(SourceStreamTest, EachPauseAfterStopRunsANewWorker) {
 
 TEST_F(SourceStreamTest, StopWakesAWorkerBlockedOnAFullAllocator) {
   m_in->holdSamples = true;
-  connect();
   ASSERT_EQ(S_OK, m_source->Run(0));
   ASSERT_TRUE(arrivedAtLeast(m_stream->buffers));
   EXPECT_TRUE(finishesWithin([&] { m_source->Stop(); }));
@@ -67,11 +55,10 @@ TEST_F(SourceStreamTest, StopDuringFillBufferDeliversThatSample) {
     // This fill ends only once the stop command waits, and its sample must still go out.
     if (n == 2) {
       SetEvent(filling);
-      zarn::test::pollUntil([&] { return m_stream->CheckRequest(nullptr); });
+      waitFor(nullptr, [&] { return m_stream->CheckRequest(nullptr); });
     }
     return S_OK;
   };
-  connect();
   ASSERT_EQ(S_OK, m_source->Pause());
   EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(filling, 5000));
   ASSERT_TRUE(finishesWithin([&] { m_source->Stop(); }));
@@ -81,7 +68,6 @@ TEST_F(SourceStreamTest, StopDuringFillBufferDeliversThatSample) {
 }
 
 TEST_F(SourceStreamTest, ReleasingARunningFilterEndsItsWorker) {
-  connect();
   ASSERT_EQ(S_OK, m_source->Run(0));
   ASSERT_TRUE(arrivedAtLeast(1));
   m_in->Disconnect();
@@ -103,7 +89,6 @@ TEST_F(SourceStreamTest, StreamEndingItselfSendsEndOfStreamAndWaitsForStop) {
       {"FillBuffer other success", 2, S_OK, 2, 1},
       {"Receive S_FALSE", S_OK, S_FALSE, 1, 0},
   };
-  connect();
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     m_in->received = 0;
@@ -124,7 +109,6 @@ TEST_F(SourceStreamTest, StreamEndingItselfSendsEndOfStreamAndWaitsForStop) {
 }
 
 TEST_F(SourceStreamTest, CommandsWhileStreamingGetTheirOwnReplies) {
-  connect();
   ASSERT_EQ(S_OK, m_source->Pause());
   EXPECT_EQ(static_cast<DWORD>(E_UNEXPECTED), m_stream->CallWorker(42));
   EXPECT_EQ(static_cast<DWORD>(S_OK), m_stream->CallWorker(TestStream::CMD_RUN));
@@ -134,7 +118,6 @@ TEST_F(SourceStreamTest, CommandsWhileStreamingGetTheirOwnReplies) {
 
 TEST_F(SourceStreamTest, FailedThreadCreateFailsPauseAndLeavesTheFilterStopped) {
   m_stream->threadCreateResult = E_ACCESSDENIED;
-  connect();
   EXPECT_EQ(E_ACCESSDENIED, m_source->Pause());
   EXPECT_TRUE(m_source->IsStopped());
   EXPECT_EQ(1, m_stream->threadDestroys.load());

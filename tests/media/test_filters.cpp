@@ -1,7 +1,5 @@
 #include "tests/media/test_filters.h"
 
-#include "tests/media/media_test_support.h"
-
 namespace zarn::test {
 
 TestInputPin::TestInputPin(CBaseFilter* filter, CCritSec* lock)
@@ -39,10 +37,6 @@ STDMETHODIMP TestInputPin::EndOfStream() {
   endOfStreams++;
   SetEvent(arrived);
   return S_OK;
-}
-
-HRESULT TestInputPin::CheckMediaType(const CMediaType* pmt) {
-  return IsEqualGUID(accepted.majortype, GUID_NULL) || *pmt == accepted ? S_OK : refusal;
 }
 
 HRESULT TestInputPin::GetMediaType(int iPosition, CMediaType* pMediaType) {
@@ -87,10 +81,6 @@ void TestInputPin::releaseHeldSamples() {
   m_held.clear();
 }
 
-TestStream::TestStream(HRESULT* phr, TestSource* source)
-    : CSourceStream(nullptr, phr, source, L"Out"),
-      type(videoType(8, 4)) {}
-
 HRESULT TestStream::FillBuffer(IMediaSample* pSample) {
   int n = fills++;
   return fill ? fill(n, pSample) : S_OK;
@@ -118,10 +108,6 @@ HRESULT TestStream::DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES
   pprop->cBuffers = buffers;
   pprop->cbBuffer = static_cast<LONG>(type.GetSampleSize());
   return pAlloc->SetProperties(pprop, &decided);
-}
-
-HRESULT TestStream::CompleteConnect(IPin* pReceivePin) {
-  return FAILED(completeResult) ? completeResult : CSourceStream::CompleteConnect(pReceivePin);
 }
 
 TestSource::TestSource() : CSource(nullptr, nullptr, GUID_NULL) {

@@ -1,19 +1,14 @@
 #pragma once
-// The media tests' own filters. The sink's one input pin accepts one type, counts what it
-// receives, and can refuse, withhold its allocator or enumerator, keep samples, or answer
-// Receive with a chosen code. The source's stream fills samples by a script and counts the
-// worker's life events.
-#include <windows.h>
-#include <dshow.h>
+// The media tests' own filters: a sink whose one input pin can refuse, withhold, keep samples
+// and count them, and a source whose stream fills by a script and counts the worker's life.
+#include <gtest/gtest.h>
 
 #include <atomic>
 #include <functional>
 #include <vector>
 
-#include "media/base_filter.h"
-#include "media/base_pin.h"
-#include "media/media_type.h"
 #include "media/source.h"
+#include "tests/media/media_test_support.h"
 
 namespace zarn::test {
 
@@ -28,7 +23,9 @@ class TestInputPin : public CBasePin, public IMemInputPin {
   STDMETHODIMP EndOfStream() override;
   STDMETHODIMP BeginFlush() override { return S_OK; }
   STDMETHODIMP EndFlush() override { return S_OK; }
-  HRESULT CheckMediaType(const CMediaType* pmt) override;
+  HRESULT CheckMediaType(const CMediaType* pmt) override {
+    return IsEqualGUID(accepted.majortype, GUID_NULL) || *pmt == accepted ? S_OK : refusal;
+  }
   HRESULT GetMediaType(int iPosition, CMediaType* pMediaType) override;
   STDMETHODIMP GetAllocator(IMemAllocator** ppAllocator) override;
   STDMETHODIMP NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly) override;
@@ -73,11 +70,10 @@ class TestSinkFilter : public CBaseFilter {
   TestInputPin m_pin;
 };
 
-class TestSource;
-
 class TestStream : public CSourceStream {
  public:
-  TestStream(HRESULT* phr, TestSource* source);
+  TestStream(HRESULT* phr, CSource* source)
+      : CSourceStream(nullptr, phr, source, L"Out"), type(videoType(8, 4)) {}
 
   HRESULT FillBuffer(IMediaSample* pSample) override;
   HRESULT OnThreadCreate() override;
@@ -86,7 +82,9 @@ class TestStream : public CSourceStream {
   HRESULT GetMediaType(CMediaType* pMediaType) override { return pMediaType->Set(type); }
   using CSourceStream::GetMediaType;
   HRESULT DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pprop) override;
-  HRESULT CompleteConnect(IPin* pReceivePin) override;
+  HRESULT CompleteConnect(IPin* pReceivePin) override {
+    return FAILED(completeResult) ? completeResult : CSourceStream::CompleteConnect(pReceivePin);
+  }
 
   // Answers the n-th FillBuffer, counting from 0; S_OK when empty.
   std::function<HRESULT(int n, IMediaSample* sample)> fill;
@@ -111,6 +109,36 @@ class TestSource : public CSource {
   TestStream* stream() const { return static_cast<TestStream*>(m_paStreams[0]); }
   // Adds a further stream, as a filter may during its life.
   TestStream* addStream();
+};
+
+// A test source and sink, held once, not connected; the sink offers its own allocator. Both
+// are released at the end and no framework object is left.
+class SourceSinkTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    m_source->AddRef();
+    m_sink->AddRef();
+    m_in->offerAllocator = true;
+  }
+  void TearDown() override {
+    if (m_source) {
+      m_stream->Disconnect();
+    }
+    // The sink's connection holds the source.
+    m_in->Disconnect();
+    if (m_source) {
+      EXPECT_EQ(0u, m_source->Release());
+    }
+    EXPECT_EQ(0u, m_sink->Release());
+    EXPECT_EQ(m_objectsBefore, CBaseObject::ObjectsActive());
+  }
+
+  ComScope m_com;
+  LONG m_objectsBefore = CBaseObject::ObjectsActive();
+  TestSource* m_source = new TestSource();
+  TestSinkFilter* m_sink = new TestSinkFilter();
+  TestStream* m_stream = m_source->stream();
+  TestInputPin* m_in = m_sink->pin();
 };
 
 }  // namespace zarn::test
