@@ -7,27 +7,16 @@
 #include "filter/media_subtypes.h"
 #include "filter/vcam.h"
 #include "filter/vcam_stream.h"
-#include "link/vcam_param_channel.h"
 #include "media/media_type.h"
 #include "tests/filter/held_filter.h"
+#include "tests/filter/mixer_record.h"
 
 namespace {
 
-const BITMAPINFOHEADER& headerOf(const AM_MEDIA_TYPE& type) {
-  return reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat)->bmiHeader;
-}
-
-class StreamConfig : public ::testing::Test {
+class StreamConfig : public MixerRecord {
  protected:
-  void SetUp() override {
-    mixer.openOrCreate(1280, 720, 25, 0);
-    mixer.setEnableVCamConnect(true);
-    mixer.setOpeningProcessId(0);
-  }
-
   HeldFilter held;
   CVCamStream* const pin = held.pin();
-  VCamParamChannel mixer;
 };
 
 }  // namespace
@@ -95,6 +84,11 @@ TEST_F(StreamConfig, EachCapabilityIsOneExactCatalogueRow) {
     EXPECT_EQ(caps.OutputGranularityX, 0);
     EXPECT_EQ(caps.MinBitsPerSecond, 30720);
     EXPECT_EQ(caps.MaxBitsPerSecond, 491520000);
+    // Negotiation offers the same rows; its position 0 is the current type instead.
+    CMediaType offered;
+    EXPECT_EQ(pin->GetMediaType(c.row, &offered), S_OK);
+    EXPECT_TRUE(c.row == 0 || offered == CMediaType(*type));
+    EXPECT_EQ(offered.GetSampleSize(), c.row ? c.imageSize : 6220800u);
     DeleteMediaType(type);
   }
 }
