@@ -132,6 +132,10 @@ TEST_F(FormatGate, SetFormatOnAnUnconnectedPinReplacesTheCurrentTypeAndPublishes
   CMediaType current;
   held.pin()->GetMediaType(0, &current);
   EXPECT_TRUE(current == nv12);
+  AM_MEDIA_TYPE* got = nullptr;
+  ASSERT_EQ(held.pin()->GetFormat(&got), S_OK);
+  EXPECT_TRUE(CMediaType(*got) == nv12);
+  DeleteMediaType(got);
   EXPECT_EQ(held.pin()->CheckMediaType(&nv12), S_OK);
   EXPECT_EQ(mixer.getOpeningProcessId(), 0u);
   EXPECT_EQ(published().width, 1280);
