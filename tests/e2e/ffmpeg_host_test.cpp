@@ -88,10 +88,8 @@ CameraInstallation& installation() {
 }
 
 // Sets an event at the second sample that it sees.
-class SecondSample : public ISampleGrabberCB {
- public:
-  SecondSample() : m_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
-  ~SecondSample() { CloseHandle(m_event); }
+struct SecondSample : ISampleGrabberCB {
+  ~SecondSample() { CloseHandle(event); }
   STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override {
     *ppv = riid == IID_IUnknown || riid == IID_ISampleGrabberCB ? this : nullptr;
     return *ppv ? S_OK : E_NOINTERFACE;
@@ -100,15 +98,13 @@ class SecondSample : public ISampleGrabberCB {
   STDMETHODIMP_(ULONG) AddRef() override { return 2; }
   STDMETHODIMP_(ULONG) Release() override { return 1; }
   STDMETHODIMP SampleCB(double, IMediaSample*) override {
-    if (++m_samples == 2) SetEvent(m_event);
+    if (++samples == 2) SetEvent(event);
     return S_OK;
   }
   STDMETHODIMP BufferCB(double, BYTE*, LONG) override { return S_OK; }
-  HANDLE event() const { return m_event; }
 
- private:
-  HANDLE m_event;
-  std::atomic<int> m_samples{0};
+  const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  std::atomic<int> samples{0};
 };
 
 // This process as a host of the registered camera: camera, sample grabber, null renderer.
@@ -147,7 +143,7 @@ class InProcessHost {
     return SUCCEEDED(m_builder->RenderStream(nullptr, &MEDIATYPE_Video, m_filters[0], m_filters[1],
                                              m_filters[2])) &&
            SUCCEEDED(m_control->Run()) &&
-           WaitForSingleObject(m_samples.event(), 10000) == WAIT_OBJECT_0;
+           WaitForSingleObject(m_samples.event, 10000) == WAIT_OBJECT_0;
   }
   // The camera first, while its worker waits for a frame: the graph stops its renderers first,
   // after which how long the camera's own stop is on its way is a matter of luck.
@@ -280,10 +276,8 @@ TEST_F(FfmpegHostTest, ListOptionsShowsRgbAndPlanarRows) {
 
 TEST_F(FfmpegHostTest, CapturesPatternUprightWithAdvancingCounters) {
   struct Case {
-    const wchar_t* size;
-    const wchar_t* pixelFormat;
-    int width;
-    int height;
+    const wchar_t *size, *pixelFormat;
+    int width, height;
     uint32_t fourcc;
     int tolerance;  // the planar route goes through a lossy colour conversion
   };
@@ -362,15 +356,14 @@ TEST_F(FfmpegHostTest, BuilderGraphsHaveFramesInEveryRunAndStopEachTime) {
 // A host that asks for another pixel layout than the one before gets no frame of the old one
 // read in the new: the first frame of every capture shows the pattern, not noise.
 TEST_F(FfmpegHostTest, FirstFrameAfterALayoutChangeShowsThePattern) {
-  struct Case {
+  const struct {
     const wchar_t* pixelFormat;
-    int tolerance;  // the planar route goes through a lossy colour conversion
-  };
-  const Case cases[] = {{L"bgr24", 8}, {L"yuv420p", 40}, {L"bgr24", 8}, {L"yuv420p", 40}};
+    int tolerance;
+  } cases[] = {{L"bgr24", 8}, {L"yuv420p", 40}, {L"bgr24", 8}, {L"yuv420p", 40}};
   const int frames = 3;
   startMixer();
   int run = 0;
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const std::wstring prefix = L"layout" + std::to_wstring(++run) + L"-";
     SCOPED_TRACE("capture " + std::to_string(run));
     ASSERT_EQ(capture(L"1280x720", c.pixelFormat, frames, prefix), 0) << m_output;
