@@ -142,19 +142,18 @@ TEST_F(FormatGate, SetFormatOnAnUnconnectedPinReplacesTheCurrentTypeAndPublishes
 }
 
 TEST_F(FormatGate, SetMediaTypePublishesTheRequestAndClaimsTheCamera) {
-  struct Case {
+  const struct {
     const char* name;
     CMediaType type;
     int32_t fps;
     uint32_t fourcc;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"rgb24", videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, BI_RGB, 333333), 30, kTagRGB3},
       {"rgb32", videoType(MEDIASUBTYPE_RGB32, 1920, 1080, 32, BI_RGB, 400000), 25, kTagRGB4},
       {"i420", videoType(MEDIASUBTYPE_I420, 324, 360, 12, kTagI420, 166666), 60, kTagI420},
       {"nv12", videoType(MEDIASUBTYPE_NV12, 800, 600, 12, kTagNV12, 666666), 15, kTagNV12},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     mixer.setOpeningProcessId(0);
     HeldFilter held;

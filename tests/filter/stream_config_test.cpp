@@ -21,18 +21,6 @@ class StreamConfig : public MixerRecord {
 
 }  // namespace
 
-TEST_F(StreamConfig, ConfigurationInterfacesOnTheFilterAreThePins) {
-  for (const GUID& iid : {IID_IAMStreamConfig, IID_IKsPropertySet}) {
-    IUnknown* part = nullptr;
-    ASSERT_EQ(held->QueryInterface(iid, reinterpret_cast<void**>(&part)), S_OK);
-    IPin* asPin = nullptr;
-    ASSERT_EQ(part->QueryInterface(IID_IPin, reinterpret_cast<void**>(&asPin)), S_OK);
-    EXPECT_EQ(asPin, static_cast<IPin*>(pin));
-    asPin->Release();
-    part->Release();
-  }
-}
-
 TEST_F(StreamConfig, EachCapabilityIsOneExactCatalogueRow) {
   int count = 0, size = 0;
   EXPECT_EQ(pin->GetNumberOfCapabilities(&count, &size), S_OK);

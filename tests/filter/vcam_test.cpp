@@ -80,14 +80,14 @@ TEST_F(VCamFilter, StopOfAFilterNeverRunLeavesAnotherHoldersClaim) {
   EXPECT_EQ(holder(), 4242u);
 }
 
-TEST_F(VCamFilter, PrivateInterfacesReachThePinFromTheFilterButShareSampleDoesNot) {
+TEST_F(VCamFilter, PinInterfacesReachThePinFromTheFilterButShareSampleDoesNot) {
   HeldFilter filter;
   IUnknown* part = nullptr;
   EXPECT_EQ(filter->QueryInterface(IID_IShareSampleInterface, reinterpret_cast<void**>(&part)),
             E_NOINTERFACE);
-  for (const GUID& iid : {IID_ICheckZarnCam, IID_ICheckZarnCamUsingVideoEnhancements,
-                          IID_IZarnCamFrameRateControler, IID_ISetOutputWidthHeight,
-                          IID_IZarnVCameraEx}) {
+  for (const GUID& iid : {IID_IAMStreamConfig, IID_IKsPropertySet, IID_ICheckZarnCam,
+                          IID_ICheckZarnCamUsingVideoEnhancements, IID_IZarnCamFrameRateControler,
+                          IID_ISetOutputWidthHeight, IID_IZarnVCameraEx}) {
     ASSERT_EQ(filter->QueryInterface(iid, reinterpret_cast<void**>(&part)), S_OK);
     IPin* pin = nullptr;
     ASSERT_EQ(part->QueryInterface(IID_IPin, reinterpret_cast<void**>(&pin)), S_OK);
