@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <optional>
@@ -40,12 +41,8 @@ bool waitFor(const std::string& name) {
 }
 
 void makeFile(const std::string& path, int64_t size) {
-  HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-  LARGE_INTEGER end;
-  end.QuadPart = size;
-  SetFilePointerEx(file, end, nullptr, FILE_BEGIN);
-  SetEndOfFile(file);
-  CloseHandle(file);
+  std::ofstream(path, std::ios::binary).close();
+  std::filesystem::resize_file(path, size);
 }
 
 // args: parent pid, writer name, then the other writers' names for the one that rotates. Every
