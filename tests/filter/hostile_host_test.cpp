@@ -183,11 +183,13 @@ struct HostileHost {
   std::string describe(const char* name) const {
     const BITMAPINFOHEADER& h = t.info.bmiHeader;
     char line[320];
-    std::snprintf(line, sizeof(line), "%s%s: %08lx/%08lx/%08lx cbFormat %lu pbFormat %p %ldx%ld "
-                  "bits %u %08lx size %lu, index %d%s, %zu sizes", name,
-                  nullArgument ? " (null)" : "", t.type.majortype.Data1, t.type.subtype.Data1, t.type.formattype.Data1,
-                  t.type.cbFormat, t.type.pbFormat, h.biWidth, h.biHeight, h.biBitCount,
-                  h.biCompression, h.biSizeImage, index, nullCaps ? " null caps" : "", list.size());
+    std::snprintf(line, sizeof(line),
+                  "%s%s: %08lx/%08lx/%08lx cbFormat %lu pbFormat %p %ldx%ld bits %u %08lx size "
+                  "%lu, index %d%s, %zu sizes",
+                  name, nullArgument ? " (null)" : "", t.type.majortype.Data1,
+                  t.type.subtype.Data1, t.type.formattype.Data1, t.type.cbFormat, t.type.pbFormat,
+                  h.biWidth, h.biHeight, h.biBitCount, h.biCompression, h.biSizeImage, index,
+                  nullCaps ? " null caps" : "", list.size());
     return line;
   }
 
