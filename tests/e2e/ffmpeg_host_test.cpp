@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "delivery/format_tags.h"
 #include "link/capture_share_memory_mgr.h"
 #include "link/test_pattern.h"
 #include "link/vcam_param_channel.h"
@@ -32,8 +33,6 @@ const wchar_t kCameraInput[] = L" -f dshow -i \"video=ZarnCam Pro\"";
 const wchar_t kFrameMapping[] =
     L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY_SharedMemory_ZarnMixer";
 const DWORD kHostTimeoutMs = 60000;
-const uint32_t kFourccRGB3 = 0x33424752;
-const uint32_t kFourccI420 = 0x30323449;
 const CLSID kCamera = {0x60A485B6, 0x17AA, 0x4D91, {0x81, 0x39, 0x60, 0xC1, 0xA0, 0x95, 0xEE, 0xF6}};
 const CLSID kSampleGrabber = {0xC1F400A0, 0x3F08, 0x11D3, {0x9F, 0x0B, 0x00, 0x60, 0x08, 0x03, 0x9E, 0x37}};
 const CLSID kNullRenderer = {0xC1F400A4, 0x3F08, 0x11D3, {0x9F, 0x0B, 0x00, 0x60, 0x08, 0x03, 0x9E, 0x37}};
@@ -61,12 +60,13 @@ std::wstring frameFile(const std::wstring& prefix, int index) {
   return prefix + number + L".bmp";
 }
 
-bool waitForFile(const std::wstring& path, DWORD timeoutMs) {
-  for (DWORD waited = 0; waited < timeoutMs; waited += 100) {
-    if (GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) return true;
-    Sleep(100);
+// Whether `done` holds within `timeoutMs`, looked at every 50 ms: for what signals no event.
+template <typename Done>
+bool within(DWORD timeoutMs, Done done) {
+  for (DWORD waited = 0; !done(); waited += 50, Sleep(50)) {
+    if (waited >= timeoutMs) return false;
   }
-  return false;
+  return true;
 }
 
 // The camera installed as on a user's machine: the module in <root>\bin, the application one
@@ -192,15 +192,10 @@ class FfmpegHostTest : public ::testing::Test {
   void startMixer() {
     m_mixer = ChildProcess::startSibling(L"zarnmixer-sim.exe", L"--fps 30 --seconds 120");
     ASSERT_TRUE(m_mixer.valid());
-    for (int tries = 0; tries < 100; ++tries) {
+    ASSERT_TRUE(within(10000, [] {
       HANDLE mapping = OpenFileMappingW(FILE_MAP_READ, FALSE, kFrameMapping);
-      if (mapping) {
-        CloseHandle(mapping);
-        return;
-      }
-      Sleep(100);
-    }
-    FAIL() << "the mixer made no frame region";
+      return mapping && CloseHandle(mapping);
+    })) << "the mixer made no frame region";
   }
 
   // Tells the mixer the host's request before the host opens, and waits until its newest frame
@@ -215,14 +210,12 @@ class FfmpegHostTest : public ::testing::Test {
     CaptureShareMemoryMgr frames(L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY");
     frames.setEncrypted(true);
     ASSERT_TRUE(frames.attach(false));
-    for (int tries = 0; tries < 100; ++tries) {
+    ASSERT_TRUE(within(5000, [&] {
       CaptureFrameRecord record;
       const bool published = frames.lockReadBuffer(record) != nullptr;
       if (published) frames.unLockReadBuffer();
-      if (published && int32_t(record.width) == width && int32_t(record.height) == height) return;
-      Sleep(50);
-    }
-    FAIL() << "the mixer did not follow the request for " << width << "x" << height;
+      return published && int32_t(record.width) == width && int32_t(record.height) == height;
+    })) << "the mixer did not follow the request for " << width << "x" << height;
   }
 
   std::wstring captureArguments(const std::wstring& size, const std::wstring& pixelFormat,
@@ -244,7 +237,10 @@ class FfmpegHostTest : public ::testing::Test {
     ChildProcess first = startWithOutputFile(
         kFfmpeg, kFfmpegFlags + captureArguments(L"640x480", L"bgr24", frames, L"first"),
         m_folder.file(L"first.log"));
-    EXPECT_TRUE(waitForFile(m_folder.file(frameFile(L"first", 1)), kHostTimeoutMs))
+    const std::wstring firstFrame = m_folder.file(frameFile(L"first", 1));
+    EXPECT_TRUE(within(kHostTimeoutMs, [&] {
+      return GetFileAttributesW(firstFrame.c_str()) != INVALID_FILE_ATTRIBUTES;
+    }))
         << readFileBytes(m_folder.file(L"first.log"));
     return first;
   }
@@ -281,8 +277,8 @@ TEST_F(FfmpegHostTest, CapturesPatternUprightWithAdvancingCounters) {
     uint32_t fourcc;
     int tolerance;  // the planar route goes through a lossy colour conversion
   };
-  const Case cases[] = {{L"640x480", L"bgr24", 640, 480, kFourccRGB3, 8},
-                        {L"1280x720", L"yuv420p", 1280, 720, kFourccI420, 40}};
+  const Case cases[] = {{L"640x480", L"bgr24", 640, 480, kTagRGB3, 8},
+                        {L"1280x720", L"yuv420p", 1280, 720, kTagI420, 40}};
   const int frames = 30;
   startMixer();
   for (const Case& c : cases) {
@@ -344,8 +340,9 @@ TEST_F(FfmpegHostTest, BuilderGraphsHaveFramesInEveryRunAndStopEachTime) {
   for (const std::wstring streams : {L"capture", L"preview", L"both"}) {
     SCOPED_TRACE(std::string(streams.begin(), streams.end()));
     // 0: frames in every stream of both runs, and each stop returned.
-    const std::wstring arguments = L" --runs 2 --frames 10 --size 640x480 --format rgb24";
-    EXPECT_EQ(runToEnd(executableFolder() + L"zarncam-probe.exe", L"--builder " + streams + arguments,
+    const std::wstring arguments =
+        L"--builder " + streams + L" --runs 2 --frames 10 --size 640x480 --format rgb24";
+    EXPECT_EQ(runToEnd(executableFolder() + L"zarncam-probe.exe", arguments,
                        L"builder-" + streams + L".log"),
               0)
         << m_output;
