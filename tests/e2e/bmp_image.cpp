@@ -1,34 +1,30 @@
 #include "tests/e2e/bmp_image.h"
 
+#include <windows.h>
+
 #include <cstdlib>
+#include <cstring>
 
 #include "tests/support/install_layout.h"
 
 namespace zarn::test {
-namespace {
-
-uint32_t le32(const std::string& bytes, size_t offset) {
-  return uint32_t(uint8_t(bytes[offset])) | uint32_t(uint8_t(bytes[offset + 1])) << 8 |
-         uint32_t(uint8_t(bytes[offset + 2])) << 16 | uint32_t(uint8_t(bytes[offset + 3])) << 24;
-}
-
-uint16_t le16(const std::string& bytes, size_t offset) {
-  return uint16_t(uint8_t(bytes[offset]) | uint8_t(bytes[offset + 1]) << 8);
-}
-
-}  // namespace
 
 bool readBmp(const std::wstring& path, BgraImage& image) {
   const std::string file = readFileBytes(path);
-  if (file.size() < 54 || file[0] != 'B' || file[1] != 'M') return false;
-  const uint32_t dataOffset = le32(file, 10);
-  const int32_t width = int32_t(le32(file, 18));
-  const int32_t signedHeight = int32_t(le32(file, 22));
-  const int bitCount = le16(file, 28);
-  const uint32_t compression = le32(file, 30);
-  if (width < 1 || signedHeight == 0 || compression != 0 || (bitCount != 24 && bitCount != 32)) {
+  BITMAPFILEHEADER fileHeader;
+  BITMAPINFOHEADER header;
+  if (file.size() < sizeof(fileHeader) + sizeof(header) || file[0] != 'B' || file[1] != 'M') {
     return false;
   }
+  std::memcpy(&fileHeader, file.data(), sizeof(fileHeader));
+  std::memcpy(&header, file.data() + sizeof(fileHeader), sizeof(header));
+  const int32_t width = header.biWidth, signedHeight = header.biHeight;
+  const int bitCount = header.biBitCount;
+  if (width < 1 || signedHeight == 0 || header.biCompression != 0 ||
+      (bitCount != 24 && bitCount != 32)) {
+    return false;
+  }
+  const uint32_t dataOffset = fileHeader.bfOffBits;
   const int height = std::abs(signedHeight);
   const int bytesPerPixel = bitCount / 8;
   const size_t stride = (size_t(width) * bytesPerPixel + 3) & ~size_t(3);

@@ -7,10 +7,12 @@
 
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "delivery/format_tags.h"
 #include "link/capture_share_memory_mgr.h"
 #include "link/test_pattern.h"
 #include "link/vcam_param_channel.h"
@@ -26,12 +28,11 @@ namespace {
 
 const wchar_t kFfmpeg[] =
     L"" ZARN_REPO_ROOT "\\node_modules\\@ffmpeg-installer\\win32-x64\\ffmpeg.exe";
+const std::wstring kFfmpegFlags = L"-hide_banner -nostdin -y ";
 const wchar_t kCameraInput[] = L" -f dshow -i \"video=ZarnCam Pro\"";
 const wchar_t kFrameMapping[] =
     L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY_SharedMemory_ZarnMixer";
 const DWORD kHostTimeoutMs = 60000;
-const uint32_t kFourccRGB3 = 0x33424752;
-const uint32_t kFourccI420 = 0x30323449;
 const CLSID kCamera = {0x60A485B6, 0x17AA, 0x4D91, {0x81, 0x39, 0x60, 0xC1, 0xA0, 0x95, 0xEE, 0xF6}};
 const CLSID kSampleGrabber = {0xC1F400A0, 0x3F08, 0x11D3, {0x9F, 0x0B, 0x00, 0x60, 0x08, 0x03, 0x9E, 0x37}};
 const CLSID kNullRenderer = {0xC1F400A4, 0x3F08, 0x11D3, {0x9F, 0x0B, 0x00, 0x60, 0x08, 0x03, 0x9E, 0x37}};
@@ -39,29 +40,18 @@ const CLSID kNullRenderer = {0xC1F400A4, 0x3F08, 0x11D3, {0x9F, 0x0B, 0x00, 0x60
 // A fresh folder under the temporary folder, removed with everything in it.
 class TempFolder {
  public:
-  TempFolder() {
-    wchar_t temp[MAX_PATH] = {};
-    GetTempPathW(MAX_PATH, temp);
-    static int serial = 0;
-    m_path = std::wstring(temp) + L"zarn-e2e-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
-             std::to_wstring(++serial);
-    CreateDirectoryW(m_path.c_str(), nullptr);
-  }
+  TempFolder() { std::filesystem::create_directory(m_path); }
   ~TempFolder() {
-    WIN32_FIND_DATAW found;
-    HANDLE search = FindFirstFileW((m_path + L"\\*").c_str(), &found);
-    if (search != INVALID_HANDLE_VALUE) {
-      do {
-        DeleteFileW((m_path + L"\\" + found.cFileName).c_str());
-      } while (FindNextFileW(search, &found));
-      FindClose(search);
-    }
-    RemoveDirectoryW(m_path.c_str());
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
   }
-  std::wstring file(const std::wstring& name) const { return m_path + L"\\" + name; }
+  std::wstring file(const std::wstring& name) const { return (m_path / name).wstring(); }
 
  private:
-  std::wstring m_path;
+  static inline int s_serial = 0;
+  const std::filesystem::path m_path =
+      std::filesystem::temp_directory_path() /
+      (L"zarn-e2e-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++s_serial));
 };
 
 std::wstring frameFile(const std::wstring& prefix, int index) {
@@ -70,40 +60,26 @@ std::wstring frameFile(const std::wstring& prefix, int index) {
   return prefix + number + L".bmp";
 }
 
-bool waitForFile(const std::wstring& path, DWORD timeoutMs) {
-  for (DWORD waited = 0; waited < timeoutMs; waited += 100) {
-    if (GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) return true;
-    Sleep(100);
+// Whether `done` holds within `timeoutMs`, looked at every 50 ms: for what signals no event.
+template <typename Done>
+bool within(DWORD timeoutMs, Done done) {
+  for (DWORD waited = 0; !done(); waited += 50, Sleep(50)) {
+    if (waited >= timeoutMs) return false;
   }
-  return false;
+  return true;
 }
 
-// The camera installed as on a user's machine: the module in <root>\bin and the recorder as the
-// application "zarncam pro.exe" one folder up, where the camera looks for it. The recorder writes
-// each command line it is started with to a log.
-class CameraInstallation {
+// The camera installed as on a user's machine: the module in <root>\bin, the application one
+// folder up, where the camera looks for it.
+class CameraInstallation : public InstallLayout {
  public:
-  CameraInstallation() {
-    wchar_t temp[MAX_PATH] = {};
-    GetTempPathW(MAX_PATH, temp);
-    m_root = std::wstring(temp) + L"zarn-e2e-install-" + std::to_wstring(GetCurrentProcessId());
-    CreateDirectoryW(m_root.c_str(), nullptr);
-    CreateDirectoryW((m_root + L"\\bin").c_str(), nullptr);
+  CameraInstallation() : InstallLayout(Layout::ApplicationOneUp) {
     CopyFileW((executableFolder() + L"ZarnVirtualCam.ax").c_str(), module().c_str(), FALSE);
-    CopyFileW((executableFolder() + L"recorder\\zarncam pro.exe").c_str(), application().c_str(),
-              FALSE);
   }
-  ~CameraInstallation() {
-    for (const std::wstring& file : {module(), application(), launches()}) DeleteFileW(file.c_str());
-    RemoveDirectoryW((m_root + L"\\bin").c_str());
-    RemoveDirectoryW(m_root.c_str());
+  ~CameraInstallation() { DeleteFileW(module().c_str()); }
+  std::wstring module() const {
+    return application().substr(0, application().rfind(L'\\')) + L"\\bin\\ZarnVirtualCam.ax";
   }
-  std::wstring module() const { return m_root + L"\\bin\\ZarnVirtualCam.ax"; }
-  std::wstring application() const { return m_root + L"\\zarncam pro.exe"; }
-  std::wstring launches() const { return m_root + L"\\launches.log"; }
-
- private:
-  std::wstring m_root;
 };
 
 CameraInstallation& installation() {
@@ -111,22 +87,9 @@ CameraInstallation& installation() {
   return installed;
 }
 
-// The application's launches so far, waiting a bounded time for `lines` of them.
-std::string launchesOnceThereAre(size_t lines) {
-  std::string text;
-  for (int tries = 0; tries < 100; ++tries) {
-    text = readFileBytes(installation().launches());
-    if (size_t(std::count(text.begin(), text.end(), '\n')) >= lines) break;
-    Sleep(100);
-  }
-  return text;
-}
-
 // Sets an event at the second sample that it sees.
-class SecondSample : public ISampleGrabberCB {
- public:
-  SecondSample() : m_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
-  ~SecondSample() { CloseHandle(m_event); }
+struct SecondSample : ISampleGrabberCB {
+  ~SecondSample() { CloseHandle(event); }
   STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override {
     *ppv = riid == IID_IUnknown || riid == IID_ISampleGrabberCB ? this : nullptr;
     return *ppv ? S_OK : E_NOINTERFACE;
@@ -135,15 +98,13 @@ class SecondSample : public ISampleGrabberCB {
   STDMETHODIMP_(ULONG) AddRef() override { return 2; }
   STDMETHODIMP_(ULONG) Release() override { return 1; }
   STDMETHODIMP SampleCB(double, IMediaSample*) override {
-    if (++m_samples == 2) SetEvent(m_event);
+    if (++samples == 2) SetEvent(event);
     return S_OK;
   }
   STDMETHODIMP BufferCB(double, BYTE*, LONG) override { return S_OK; }
-  HANDLE event() const { return m_event; }
 
- private:
-  HANDLE m_event;
-  std::atomic<int> m_samples{0};
+  const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  std::atomic<int> samples{0};
 };
 
 // This process as a host of the registered camera: camera, sample grabber, null renderer.
@@ -182,7 +143,7 @@ class InProcessHost {
     return SUCCEEDED(m_builder->RenderStream(nullptr, &MEDIATYPE_Video, m_filters[0], m_filters[1],
                                              m_filters[2])) &&
            SUCCEEDED(m_control->Run()) &&
-           WaitForSingleObject(m_samples.event(), 10000) == WAIT_OBJECT_0;
+           WaitForSingleObject(m_samples.event, 10000) == WAIT_OBJECT_0;
   }
   // The camera first, while its worker waits for a frame: the graph stops its renderers first,
   // after which how long the camera's own stop is on its way is a matter of luck.
@@ -212,19 +173,18 @@ class FfmpegHostTest : public ::testing::Test {
     ASSERT_EQ(m_module.result(), S_OK);
   }
 
-  ChildProcess startFfmpeg(const std::wstring& arguments, const std::wstring& logName) {
-    return startWithOutputFile(kFfmpeg, L"-hide_banner -nostdin -y " + arguments,
-                               m_folder.file(logName));
-  }
-
-  // Runs ffmpeg to its end and gives its exit code, or -1 if it had to be stopped.
-  int runFfmpeg(const std::wstring& arguments, const std::wstring& logName, std::string& output) {
-    ChildProcess ffmpeg = startFfmpeg(arguments, logName);
-    if (!ffmpeg.valid()) return -1;
-    const std::optional<DWORD> code = ffmpeg.wait(kHostTimeoutMs);
-    if (!code) ffmpeg.kill();
-    output = readFileBytes(m_folder.file(logName));
+  // Runs `program` to its end, its output in m_output; its exit code, or -1 if it was stopped.
+  int runToEnd(const std::wstring& program, const std::wstring& arguments,
+               const std::wstring& logName) {
+    ChildProcess child = startWithOutputFile(program, arguments, m_folder.file(logName));
+    if (!child.valid()) return -1;
+    const std::optional<DWORD> code = child.wait(kHostTimeoutMs);
+    if (!code) child.kill();
+    m_output = readFileBytes(m_folder.file(logName));
     return code ? int(*code) : -1;
+  }
+  int runFfmpeg(const std::wstring& arguments, const std::wstring& logName) {
+    return runToEnd(kFfmpeg, kFfmpegFlags + arguments, logName);
   }
 
   // Starts the reference mixer and waits until its frame region exists, so that a host
@@ -232,15 +192,10 @@ class FfmpegHostTest : public ::testing::Test {
   void startMixer() {
     m_mixer = ChildProcess::startSibling(L"zarnmixer-sim.exe", L"--fps 30 --seconds 120");
     ASSERT_TRUE(m_mixer.valid());
-    for (int tries = 0; tries < 100; ++tries) {
+    ASSERT_TRUE(within(10000, [] {
       HANDLE mapping = OpenFileMappingW(FILE_MAP_READ, FALSE, kFrameMapping);
-      if (mapping) {
-        CloseHandle(mapping);
-        return;
-      }
-      Sleep(100);
-    }
-    FAIL() << "the mixer made no frame region";
+      return mapping && CloseHandle(mapping);
+    })) << "the mixer made no frame region";
   }
 
   // Tells the mixer the host's request before the host opens, and waits until its newest frame
@@ -255,14 +210,12 @@ class FfmpegHostTest : public ::testing::Test {
     CaptureShareMemoryMgr frames(L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY");
     frames.setEncrypted(true);
     ASSERT_TRUE(frames.attach(false));
-    for (int tries = 0; tries < 100; ++tries) {
+    ASSERT_TRUE(within(5000, [&] {
       CaptureFrameRecord record;
       const bool published = frames.lockReadBuffer(record) != nullptr;
       if (published) frames.unLockReadBuffer();
-      if (published && int32_t(record.width) == width && int32_t(record.height) == height) return;
-      Sleep(50);
-    }
-    FAIL() << "the mixer did not follow the request for " << width << "x" << height;
+      return published && int32_t(record.width) == width && int32_t(record.height) == height;
+    })) << "the mixer did not follow the request for " << width << "x" << height;
   }
 
   std::wstring captureArguments(const std::wstring& size, const std::wstring& pixelFormat,
@@ -273,50 +226,67 @@ class FfmpegHostTest : public ::testing::Test {
            m_folder.file(prefix) + L"%03d.bmp\"";
   }
 
+  // Captures `frames` frames into <prefix>NNN.bmp; ffmpeg's exit code, its output in m_output.
+  int capture(const std::wstring& size, const std::wstring& pixelFormat, int frames,
+              const std::wstring& prefix) {
+    return runFfmpeg(captureArguments(size, pixelFormat, frames, prefix), prefix + L".log");
+  }
+
+  // A first host capturing 640x480 for `frames` frames, once it has written its first one.
+  ChildProcess startFirstHost(int frames) {
+    ChildProcess first = startWithOutputFile(
+        kFfmpeg, kFfmpegFlags + captureArguments(L"640x480", L"bgr24", frames, L"first"),
+        m_folder.file(L"first.log"));
+    const std::wstring firstFrame = m_folder.file(frameFile(L"first", 1));
+    EXPECT_TRUE(within(kHostTimeoutMs, [&] {
+      return GetFileAttributesW(firstFrame.c_str()) != INVALID_FILE_ATTRIBUTES;
+    }))
+        << readFileBytes(m_folder.file(L"first.log"));
+    return first;
+  }
+
+  static uint32_t holder() {
+    VCamParamChannel params;
+    params.openOrCreate(1280, 720, 25, 0);
+    return params.getOpeningProcessId();
+  }
+
   RegisteredModule m_module;
   TempFolder m_folder;
   ChildProcess m_mixer;
+  std::string m_output;
 };
 
 TEST_F(FfmpegHostTest, ListDevicesNamesTheCamera) {
-  std::string output;
-  runFfmpeg(L"-list_devices true -f dshow -i dummy", L"devices.log", output);
-  EXPECT_NE(output.find("\"ZarnCam Pro\""), std::string::npos) << output;
+  runFfmpeg(L"-list_devices true -f dshow -i dummy", L"devices.log");
+  EXPECT_NE(m_output.find("\"ZarnCam Pro\""), std::string::npos) << m_output;
 }
 
 TEST_F(FfmpegHostTest, ListOptionsShowsRgbAndPlanarRows) {
-  std::string output;
-  runFfmpeg(std::wstring(L"-list_options true") + kCameraInput, L"options.log", output);
+  runFfmpeg(std::wstring(L"-list_options true") + kCameraInput, L"options.log");
   for (const char* row : {"pixel_format=bgr24  min s=640x480 fps=30 max s=640x480 fps=30",
                           "pixel_format=yuv420p  min s=1280x720 fps=30 max s=1280x720 fps=30"}) {
-    EXPECT_NE(output.find(row), std::string::npos) << row << "\n" << output;
+    EXPECT_NE(m_output.find(row), std::string::npos) << row << "\n" << m_output;
   }
 }
 
 TEST_F(FfmpegHostTest, CapturesPatternUprightWithAdvancingCounters) {
   struct Case {
-    const wchar_t* size;
-    const wchar_t* pixelFormat;
-    int width;
-    int height;
+    const wchar_t *size, *pixelFormat;
+    int width, height;
     uint32_t fourcc;
     int tolerance;  // the planar route goes through a lossy colour conversion
   };
-  const Case cases[] = {{L"640x480", L"bgr24", 640, 480, kFourccRGB3, 8},
-                        {L"1280x720", L"yuv420p", 1280, 720, kFourccI420, 40}};
+  const Case cases[] = {{L"640x480", L"bgr24", 640, 480, kTagRGB3, 8},
+                        {L"1280x720", L"yuv420p", 1280, 720, kTagI420, 40}};
   const int frames = 30;
   startMixer();
   for (const Case& c : cases) {
     const std::wstring prefix = c.pixelFormat;
     SCOPED_TRACE(std::string(prefix.begin(), prefix.end()));
     prepareMixerFor(c.width, c.height, c.fourcc);
-    std::string output;
-    ASSERT_EQ(runFfmpeg(captureArguments(c.size, c.pixelFormat, frames, prefix), prefix + L".log",
-                        output),
-              0)
-        << output;
-    uint32_t firstCounter = 0;
-    uint32_t lastCounter = 0;
+    ASSERT_EQ(capture(c.size, c.pixelFormat, frames, prefix), 0) << m_output;
+    uint32_t firstCounter = 0, lastCounter = 0;
     for (int i = 1; i <= frames; ++i) {
       SCOPED_TRACE("frame " + std::to_string(i));
       BgraImage image;
@@ -327,11 +297,8 @@ TEST_F(FfmpegHostTest, CapturesPatternUprightWithAdvancingCounters) {
       TestPatternStamp stamp = {};
       ASSERT_TRUE(readTestPatternStamp(image.pixels.data(), image.width, image.height, stamp));
       // A wait that runs out delivers the last frame again, so a counter may repeat, never fall.
-      if (i > 1) {
-        EXPECT_GE(stamp.counter, lastCounter);
-      } else {
-        firstCounter = stamp.counter;
-      }
+      EXPECT_GE(stamp.counter, lastCounter);
+      if (i == 1) firstCounter = stamp.counter;
       lastCounter = stamp.counter;
     }
     // The picture is live, not one frame over and over.
@@ -343,22 +310,13 @@ TEST_F(FfmpegHostTest, SecondHostIsRefusedWhileTheFirstCaptures) {
   startMixer();
   // Long enough to outlast the second host on a loaded machine: a first host that has stopped
   // has given the camera back.
-  ChildProcess first = startFfmpeg(captureArguments(L"640x480", L"bgr24", 450, L"first"),
-                                   L"first.log");
-  ASSERT_TRUE(first.valid());
-  ASSERT_TRUE(waitForFile(m_folder.file(frameFile(L"first", 1)), kHostTimeoutMs))
-      << readFileBytes(m_folder.file(L"first.log"));
-
-  std::string output;
-  EXPECT_NE(runFfmpeg(captureArguments(L"640x480", L"bgr24", 5, L"second"), L"second.log", output),
-            0);
+  ChildProcess first = startFirstHost(450);
+  EXPECT_NE(capture(L"640x480", L"bgr24", 5, L"second"), 0);
   // ffmpeg's words for a refused format call, rather than any other failure to open.
-  EXPECT_NE(output.find("Could not set video options"), std::string::npos) << output;
+  EXPECT_NE(m_output.find("Could not set video options"), std::string::npos) << m_output;
   EXPECT_EQ(GetFileAttributesW(m_folder.file(frameFile(L"second", 1)).c_str()),
             INVALID_FILE_ATTRIBUTES);
-  VCamParamChannel params;
-  params.openOrCreate(1280, 720, 25, 0);
-  EXPECT_EQ(params.getOpeningProcessId(), first.pid());
+  EXPECT_EQ(holder(), first.pid());
   EXPECT_EQ(first.wait(kHostTimeoutMs), std::optional<DWORD>(0))
       << readFileBytes(m_folder.file(L"first.log"));
 }
@@ -370,12 +328,8 @@ TEST_F(FfmpegHostTest, HostThatStopsAndStaysAliveLeavesTheCameraToTheNext) {
   // From the second sample on, the worker spends nearly all its time waiting for a frame.
   ASSERT_TRUE(host.run());
   EXPECT_EQ(host.stop(), S_OK);
-  VCamParamChannel params;
-  params.openOrCreate(1280, 720, 25, 0);
-  EXPECT_EQ(params.getOpeningProcessId(), 0u);
-  std::string output;
-  EXPECT_EQ(runFfmpeg(captureArguments(L"640x480", L"bgr24", 3, L"next"), L"next.log", output), 0)
-      << output;
+  EXPECT_EQ(holder(), 0u);
+  EXPECT_EQ(capture(L"640x480", L"bgr24", 3, L"next"), 0) << m_output;
 }
 
 // Hosts that build their graph with the capture graph builder get a tee in front of the camera,
@@ -385,39 +339,31 @@ TEST_F(FfmpegHostTest, BuilderGraphsHaveFramesInEveryRunAndStopEachTime) {
   startMixer();
   for (const std::wstring streams : {L"capture", L"preview", L"both"}) {
     SCOPED_TRACE(std::string(streams.begin(), streams.end()));
-    const std::wstring log = m_folder.file(L"builder-" + streams + L".log");
-    ChildProcess probe = startWithOutputFile(
-        executableFolder() + L"zarncam-probe.exe",
-        L"--builder " + streams + L" --runs 2 --frames 10 --size 640x480 --format rgb24", log);
-    ASSERT_TRUE(probe.valid());
-    const std::optional<DWORD> code = probe.wait(kHostTimeoutMs);
-    if (!code) probe.kill();
-    const std::string output = readFileBytes(log);
     // 0: frames in every stream of both runs, and each stop returned.
-    EXPECT_EQ(code, std::optional<DWORD>(0)) << output;
-    EXPECT_NE(output.find("run 2 of 2:"), std::string::npos) << output;
+    const std::wstring arguments =
+        L"--builder " + streams + L" --runs 2 --frames 10 --size 640x480 --format rgb24";
+    EXPECT_EQ(runToEnd(executableFolder() + L"zarncam-probe.exe", arguments,
+                       L"builder-" + streams + L".log"),
+              0)
+        << m_output;
+    EXPECT_NE(m_output.find("run 2 of 2:"), std::string::npos) << m_output;
   }
 }
 
 // A host that asks for another pixel layout than the one before gets no frame of the old one
 // read in the new: the first frame of every capture shows the pattern, not noise.
 TEST_F(FfmpegHostTest, FirstFrameAfterALayoutChangeShowsThePattern) {
-  struct Case {
+  const struct {
     const wchar_t* pixelFormat;
-    int tolerance;  // the planar route goes through a lossy colour conversion
-  };
-  const Case cases[] = {{L"bgr24", 8}, {L"yuv420p", 40}, {L"bgr24", 8}, {L"yuv420p", 40}};
+    int tolerance;
+  } cases[] = {{L"bgr24", 8}, {L"yuv420p", 40}, {L"bgr24", 8}, {L"yuv420p", 40}};
   const int frames = 3;
   startMixer();
-  int capture = 0;
-  for (const Case& c : cases) {
-    const std::wstring prefix = L"layout" + std::to_wstring(++capture) + L"-";
-    SCOPED_TRACE("capture " + std::to_string(capture));
-    std::string output;
-    ASSERT_EQ(runFfmpeg(captureArguments(L"1280x720", c.pixelFormat, frames, prefix),
-                        prefix + L".log", output),
-              0)
-        << output;
+  int run = 0;
+  for (const auto& c : cases) {
+    const std::wstring prefix = L"layout" + std::to_wstring(++run) + L"-";
+    SCOPED_TRACE("capture " + std::to_string(run));
+    ASSERT_EQ(capture(L"1280x720", c.pixelFormat, frames, prefix), 0) << m_output;
     for (int i = 1; i <= frames; ++i) {
       BgraImage image;
       ASSERT_TRUE(readBmp(m_folder.file(frameFile(prefix, i)), image));
@@ -432,16 +378,14 @@ class InstalledCameraTest : public FfmpegHostTest {
   InstalledCameraTest() : FfmpegHostTest(installation().module()) {}
   void SetUp() override {
     FfmpegHostTest::SetUp();
-    DeleteFileW(installation().launches().c_str());
-    SetEnvironmentVariableW(L"ZARNCAM_RECORDER_LOG", installation().launches().c_str());
+    DeleteFileW(installation().log().c_str());
+    SetEnvironmentVariableW(L"ZARNCAM_RECORDER_LOG", installation().log().c_str());
   }
   void TearDown() override { SetEnvironmentVariableW(L"ZARNCAM_RECORDER_LOG", nullptr); }
 };
 
 TEST_F(InstalledCameraTest, WithoutAMixerTheHostGetsTheStoredPictureAndTheApplicationStartsOnce) {
-  std::string output;
-  ASSERT_EQ(runFfmpeg(captureArguments(L"1280x720", L"bgr24", 3, L"card"), L"card.log", output), 0)
-      << output;
+  ASSERT_EQ(capture(L"1280x720", L"bgr24", 3, L"card"), 0) << m_output;
   for (int i = 1; i <= 3; ++i) {
     BgraImage image;
     ASSERT_TRUE(readBmp(m_folder.file(frameFile(L"card", i)), image));
@@ -452,20 +396,15 @@ TEST_F(InstalledCameraTest, WithoutAMixerTheHostGetsTheStoredPictureAndTheApplic
     }
   }
   Sleep(1000);
-  const std::string launches = launchesOnceThereAre(1);
+  const std::string launches = installation().waitForLog(1);
   EXPECT_EQ(std::count(launches.begin(), launches.end(), '\n'), 1) << launches;
 }
 
 TEST_F(InstalledCameraTest, RefusedHostHasTheApplicationNameTheHolder) {
   startMixer();
-  ChildProcess first = startFfmpeg(captureArguments(L"640x480", L"bgr24", 150, L"first"),
-                                   L"first.log");
-  ASSERT_TRUE(waitForFile(m_folder.file(frameFile(L"first", 1)), kHostTimeoutMs))
-      << readFileBytes(m_folder.file(L"first.log"));
-  std::string output;
-  EXPECT_NE(runFfmpeg(captureArguments(L"640x480", L"bgr24", 5, L"second"), L"second.log", output),
-            0);
-  const std::string launches = launchesOnceThereAre(1);
+  ChildProcess first = startFirstHost(150);
+  EXPECT_NE(capture(L"640x480", L"bgr24", 5, L"second"), 0);
+  const std::string launches = installation().waitForLog(1);
   const std::string address = "\"zarncampro://VirtualCamBeUsed/name=ffmpeg.exe&parentName=";
   EXPECT_NE(launches.find(address), std::string::npos) << launches;
   EXPECT_NE(launches.find("&pid=" + std::to_string(first.pid()) + "\""), std::string::npos)
@@ -475,18 +414,11 @@ TEST_F(InstalledCameraTest, RefusedHostHasTheApplicationNameTheHolder) {
 
 TEST_F(InstalledCameraTest, HolderKilledWithoutStopIsClearedByTheNextHost) {
   startMixer();
-  ChildProcess first = startFfmpeg(captureArguments(L"640x480", L"bgr24", 150, L"first"),
-                                   L"first.log");
-  ASSERT_TRUE(waitForFile(m_folder.file(frameFile(L"first", 1)), kHostTimeoutMs));
+  ChildProcess first = startFirstHost(150);
   const DWORD killed = first.pid();
   first.kill();
-  VCamParamChannel params;
-  params.openOrCreate(1280, 720, 25, 0);
-  EXPECT_EQ(params.getOpeningProcessId(), killed);
-
-  std::string output;
-  EXPECT_EQ(runFfmpeg(captureArguments(L"640x480", L"bgr24", 5, L"next"), L"next.log", output), 0)
-      << output;
+  EXPECT_EQ(holder(), killed);
+  EXPECT_EQ(capture(L"640x480", L"bgr24", 5, L"next"), 0) << m_output;
   EXPECT_NE(GetFileAttributesW(m_folder.file(frameFile(L"next", 5)).c_str()),
             INVALID_FILE_ATTRIBUTES);
 }

@@ -11,9 +11,9 @@
 #include "filter/vcam.h"
 #include "filter/vcam_stream.h"
 #include "host/platform.h"
-#include "link/vcam_param_channel.h"
 #include "media/media_type.h"
 #include "tests/filter/held_filter.h"
+#include "tests/filter/mixer_record.h"
 #include "tests/media/media_test_support.h"
 #include "tests/media/test_filters.h"
 #include "tests/support/child_process.h"
@@ -48,10 +48,6 @@ CMediaType videoType(const GUID& subtype, LONG width, LONG height, WORD bitCount
   return type;
 }
 
-BITMAPINFOHEADER& headerOf(const CMediaType& type) {
-  return reinterpret_cast<VIDEOINFOHEADER*>(type.Format())->bmiHeader;
-}
-
 CMediaType rgb24Type() { return videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, BI_RGB, 333333); }
 
 // Appends each launch to the layout's log, so that the notice is seen and nothing starts.
@@ -70,30 +66,7 @@ class RecordingPlatform : public Platform {
   uint32_t milliseconds() override { return 0; }
 };
 
-class FormatGate : public ::testing::Test {
- protected:
-  void SetUp() override {
-    mixer.openOrCreate(1280, 720, 25, 0);
-    mixer.setEnableVCamConnect(true);
-    mixer.setOpeningProcessId(0);
-  }
-  void TearDown() override {
-    mixer.setEnableVCamConnect(true);
-    mixer.setOpeningProcessId(0);
-  }
-
-  struct Published {
-    int32_t width = 0, height = 0, fps = 0;
-    uint32_t fourcc = 0;
-  };
-  Published published() {
-    Published p;
-    mixer.readVideoOutParam(p.width, p.height, p.fps, p.fourcc);
-    return p;
-  }
-
-  VCamParamChannel mixer;
-};
+using FormatGate = MixerRecord;
 
 }  // namespace
 
@@ -159,25 +132,28 @@ TEST_F(FormatGate, SetFormatOnAnUnconnectedPinReplacesTheCurrentTypeAndPublishes
   CMediaType current;
   held.pin()->GetMediaType(0, &current);
   EXPECT_TRUE(current == nv12);
+  AM_MEDIA_TYPE* got = nullptr;
+  ASSERT_EQ(held.pin()->GetFormat(&got), S_OK);
+  EXPECT_TRUE(CMediaType(*got) == nv12);
+  DeleteMediaType(got);
   EXPECT_EQ(held.pin()->CheckMediaType(&nv12), S_OK);
   EXPECT_EQ(mixer.getOpeningProcessId(), 0u);
   EXPECT_EQ(published().width, 1280);
 }
 
 TEST_F(FormatGate, SetMediaTypePublishesTheRequestAndClaimsTheCamera) {
-  struct Case {
+  const struct {
     const char* name;
     CMediaType type;
     int32_t fps;
     uint32_t fourcc;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"rgb24", videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, BI_RGB, 333333), 30, kTagRGB3},
       {"rgb32", videoType(MEDIASUBTYPE_RGB32, 1920, 1080, 32, BI_RGB, 400000), 25, kTagRGB4},
       {"i420", videoType(MEDIASUBTYPE_I420, 324, 360, 12, kTagI420, 166666), 60, kTagI420},
       {"nv12", videoType(MEDIASUBTYPE_NV12, 800, 600, 12, kTagNV12, 666666), 15, kTagNV12},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     mixer.setOpeningProcessId(0);
     HeldFilter held;
@@ -249,10 +225,10 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
 }
 
 // The camera connected to a sink in the platform's own graph manager.
-class ConnectedFormat : public FormatGate {
+class ConnectedFormat : public MixerRecord {
  protected:
   void SetUp() override {
-    FormatGate::SetUp();
+    MixerRecord::SetUp();
     ASSERT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
                                reinterpret_cast<void**>(&graph)),
               S_OK);
@@ -264,7 +240,7 @@ class ConnectedFormat : public FormatGate {
   void TearDown() override {
     if (graph) graph->Release();
     sink->Release();
-    FormatGate::TearDown();
+    MixerRecord::TearDown();
   }
 
   zarn::test::ComScope com;
@@ -278,7 +254,7 @@ TEST_F(ConnectedFormat, SetFormatReconnectsAndPublishesTheNewRequestWithRgbAsTag
   ASSERT_EQ(held.pin()->SetFormat(&wanted), S_OK);
   AM_MEDIA_TYPE connection = {};
   ASSERT_EQ(sink->pin()->ConnectionMediaType(&connection), S_OK);
-  EXPECT_EQ(reinterpret_cast<VIDEOINFOHEADER*>(connection.pbFormat)->bmiHeader.biWidth, 640);
+  EXPECT_EQ(headerOf(connection).biWidth, 640);
   FreeMediaType(connection);
   const Published request = published();
   EXPECT_EQ(request.width, 640);

@@ -1,28 +1,15 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include "link/vcam_param_channel.h"
 #include "tests/filter/held_filter.h"
+#include "tests/filter/mixer_record.h"
 
 namespace {
 
-class StreamControls : public ::testing::Test {
+class StreamControls : public MixerRecord {
  protected:
-  void SetUp() override {
-    mixer.openOrCreate(1280, 720, 25, 0);
-    mixer.setOpeningProcessId(0);
-  }
-
-  int publishedFps() {
-    int32_t width = 0, height = 0, fps = 0;
-    uint32_t fourcc = 0;
-    mixer.readVideoOutParam(width, height, fps, fourcc);
-    return fps;
-  }
-
   HeldFilter held;
   CVCamStream* const stream = held.pin();
-  VCamParamChannel mixer;
 };
 
 }  // namespace
@@ -38,7 +25,7 @@ TEST_F(StreamControls, FrameRateModesSetThePeriodTheNextUpdatePublishes) {
     SCOPED_TRACE(c.mode);
     EXPECT_EQ(stream->SetFrameRate(c.mode), S_OK);
     stream->UpdateVideoOutParamIntoSharedMemory();
-    EXPECT_EQ(publishedFps(), c.fps);
+    EXPECT_EQ(published().fps, c.fps);
   }
 }
 
@@ -57,7 +44,6 @@ TEST_F(StreamControls, OutputSizeListIsPublishedOnlyWhenItHoldsEntries) {
   EXPECT_EQ(width, 1280);
   EXPECT_EQ(height, 720);
 }
-
 
 TEST_F(StreamControls, OutputSizesOutsideTheCameraRangeAreRefusedAndNothingIsPublished) {
   const OutputSizeList refused[] = {

@@ -7,8 +7,8 @@
 
 #include "filter/vcam_stream.h"
 #include "filter/zarn_interfaces.h"
-#include "link/vcam_param_channel.h"
 #include "tests/filter/held_filter.h"
+#include "tests/filter/mixer_record.h"
 #include "tests/support/child_process.h"
 
 using zarn::test::ChildProcess;
@@ -17,17 +17,9 @@ namespace {
 
 const wchar_t kStopEventName[] = L"ZARN_TEST_VCAM_STOP_HOLDER";
 
-// The mixer's view of the parameter record, kept open for the whole test as a mixer would.
-class VCamFilter : public ::testing::Test {
+class VCamFilter : public MixerRecord {
  protected:
-  void SetUp() override {
-    mixer.openOrCreate(1280, 720, 25, 0);
-    setHolder(0);
-  }
   uint32_t holder() { return mixer.getOpeningProcessId(); }
-  void setHolder(uint32_t pid) { mixer.setOpeningProcessId(pid); }
-
-  VCamParamChannel mixer;
 };
 
 // Another host: runs its own filter, then stops when told.
@@ -80,7 +72,7 @@ TEST_F(VCamFilter, PauseNeitherTakesNorGivesTheCamera) {
 }
 
 TEST_F(VCamFilter, StopOfAFilterNeverRunLeavesAnotherHoldersClaim) {
-  setHolder(4242);
+  mixer.setOpeningProcessId(4242);
   {
     HeldFilter filter;
     filter->Stop();
@@ -88,14 +80,14 @@ TEST_F(VCamFilter, StopOfAFilterNeverRunLeavesAnotherHoldersClaim) {
   EXPECT_EQ(holder(), 4242u);
 }
 
-TEST_F(VCamFilter, PrivateInterfacesReachThePinFromTheFilterButShareSampleDoesNot) {
+TEST_F(VCamFilter, PinInterfacesReachThePinFromTheFilterButShareSampleDoesNot) {
   HeldFilter filter;
   IUnknown* part = nullptr;
   EXPECT_EQ(filter->QueryInterface(IID_IShareSampleInterface, reinterpret_cast<void**>(&part)),
             E_NOINTERFACE);
-  for (const GUID& iid : {IID_ICheckZarnCam, IID_ICheckZarnCamUsingVideoEnhancements,
-                          IID_IZarnCamFrameRateControler, IID_ISetOutputWidthHeight,
-                          IID_IZarnVCameraEx}) {
+  for (const GUID& iid : {IID_IAMStreamConfig, IID_IKsPropertySet, IID_ICheckZarnCam,
+                          IID_ICheckZarnCamUsingVideoEnhancements, IID_IZarnCamFrameRateControler,
+                          IID_ISetOutputWidthHeight, IID_IZarnVCameraEx}) {
     ASSERT_EQ(filter->QueryInterface(iid, reinterpret_cast<void**>(&part)), S_OK);
     IPin* pin = nullptr;
     ASSERT_EQ(part->QueryInterface(IID_IPin, reinterpret_cast<void**>(&pin)), S_OK);
