@@ -5,31 +5,16 @@
 #include <stdexcept>
 #include <string>
 
-#include "diag/log_line_queue.h"
-#include "filter/vcam.h"
-#include "filter/vcam_stream.h"
-#include "host/platform.h"
-#include "tests/support/log_files.h"
+#include "tests/delivery/fake_clock.h"
+#include "tests/delivery/pin_beside_filter.h"
 #include "tests/support/child_process.h"
+#include "tests/support/log_files.h"
 
 using zarn::test::ChildProcess;
 
 namespace {
 
 const wchar_t kFrameEventName[] = L"ZARNCAM_INT_DEF_SINGLE_SYNFRAME_EVENT_20180212";
-
-// Records notices instead of blocking on them, and keeps a clock that only tests move.
-class RecordingPlatform : public Platform {
- public:
-  void showNotice(const wchar_t* text, const wchar_t* caption) override {
-    notices.push_back(std::wstring(caption) + L"|" + text);
-  }
-  bool launchProgram(const wchar_t*, const wchar_t*) override { return false; }
-  uint32_t milliseconds() override { return now; }
-
-  std::vector<std::wstring> notices;
-  uint32_t now = 100000;
-};
 
 // A pin whose two paths are scripted, beside the filter's own pin.
 class ScriptedStream : public CVCamStream {
@@ -56,38 +41,27 @@ struct NoClientOutput : IZarnCameraOutput {
   HRESULT STDMETHODCALLTYPE OnCameraTexture(LUID, uint32_t, int64_t) override { return S_OK; }
 };
 
+// Lines of process `pid` logged from byte `from` on that hold `text`.
+std::vector<std::string> linesContaining(uint64_t from, const std::string& text,
+                                         DWORD pid = GetCurrentProcessId()) {
+  std::vector<std::string> found;
+  for (const std::string& line : linesOfPid(readLines(userLogFolder() + "zarncamvcam.log", from), pid)) {
+    if (line.find(text) != std::string::npos) found.push_back(line);
+  }
+  return found;
+}
+
 class FrameDriver : public ::testing::Test {
  protected:
-  void SetUp() override {
-    LogLineQueue::create();
-    setPlatform(&fakePlatform);
-    HRESULT hr = S_OK;
-    filter = new CVCam(nullptr, &hr);
-    filter->AddRef();
-    stream = new ScriptedStream(filter, &hr);
-    ASSERT_EQ(hr, S_OK);
-  }
-
-  void TearDown() override {
-    delete stream;
-    filter->Release();
-    setPlatform(nullptr);
-  }
-
-  // Lines this process logged since the test began.
+  FrameDriver() { fakePlatform.now = 100000; }
   std::vector<std::string> ownLinesContaining(const std::string& text) {
-    std::vector<std::string> found;
-    for (const std::string& line :
-         linesOfPid(readLines(userLogFolder() + "zarncamvcam.log", logStart), GetCurrentProcessId())) {
-      if (line.find(text) != std::string::npos) found.push_back(line);
-    }
-    return found;
+    return linesContaining(logStart, text);
   }
 
   uint64_t logStart = fileSizeOf(userLogFolder() + "zarncamvcam.log");
-  RecordingPlatform fakePlatform;
-  CVCam* filter = nullptr;
-  ScriptedStream* stream = nullptr;
+  FakeClock fakePlatform;
+  PinBesideFilter<ScriptedStream> pin{fakePlatform};
+  ScriptedStream* stream = pin.stream.get();
 };
 
 ZARN_CHILD_ROLE(signal_frame_event) {
@@ -99,15 +73,9 @@ ZARN_CHILD_ROLE(signal_frame_event) {
 }
 
 ZARN_CHILD_ROLE(time_out_repeatedly) {
-  LogLineQueue::create();
-  HRESULT hr = S_OK;
-  CVCam* filter = new CVCam(nullptr, &hr);
-  filter->AddRef();
-  {
-    ScriptedStream stream(filter, &hr);
-    for (int i = 0; i < std::stoi(args.at(0)); ++i) stream.FillBuffer(nullptr);
-  }
-  filter->Release();
+  FakeClock clock;
+  PinBesideFilter<ScriptedStream> pin{clock};
+  for (int i = 0; i < std::stoi(args.at(0)); ++i) pin.stream->FillBuffer(nullptr);
   return 0;
 }
 
@@ -196,10 +164,7 @@ TEST(FrameDriverProcess, TimeOutLineIsWrittenForTheFirstTwentyOnly) {
   ChildProcess child = ChildProcess::startRole("time_out_repeatedly", {"22"});
   ASSERT_TRUE(child.valid());
   ASSERT_EQ(child.wait(30000), 0u);
-  int timeouts = 0;
-  for (const std::string& line :
-       linesOfPid(readLines(userLogFolder() + "zarncamvcam.log", logStart), child.pid())) {
-    if (line.find("WaitForSingleObject m_hSynFrameEvent is TIMEOUT") != std::string::npos) ++timeouts;
-  }
-  EXPECT_EQ(timeouts, 20);
+  EXPECT_EQ(linesContaining(logStart, "WaitForSingleObject m_hSynFrameEvent is TIMEOUT", child.pid())
+                .size(),
+            20u);
 }
