@@ -54,10 +54,6 @@ std::vector<std::string> linesContaining(uint64_t from, const std::string& text,
 class FrameDriver : public ::testing::Test {
  protected:
   FrameDriver() { fakePlatform.now = 100000; }
-  std::vector<std::string> ownLinesContaining(const std::string& text) {
-    return linesContaining(logStart, text);
-  }
-
   uint64_t logStart = fileSizeOf(userLogFolder() + "zarncamvcam.log");
   FakeClock fakePlatform;
   PinBesideFilter<ScriptedStream> pin{fakePlatform};
@@ -109,7 +105,7 @@ TEST_F(FrameDriver, FailedWaitGivesSFalseAndRunsNoPath) {
   stream->breakFrameEvent();
   EXPECT_EQ(stream->FillBuffer(nullptr), S_FALSE);
   EXPECT_EQ(stream->memoryCalls, 1);
-  EXPECT_EQ(ownLinesContaining("WaitForSingleObject m_hSynFrameEvent is FAILED").size(), 1u);
+  EXPECT_EQ(linesContaining(logStart, "WaitForSingleObject m_hSynFrameEvent is FAILED").size(), 1u);
 }
 
 TEST_F(FrameDriver, ClientOutputSelectsTheDirectPathAtEachCall) {
@@ -140,7 +136,7 @@ TEST_F(FrameDriver, EachExceptionKindReachesItsArmAndTheOneNotice) {
     EXPECT_EQ(stream->FillBuffer(nullptr), S_OK);
     ASSERT_EQ(fakePlatform.notices.size(), 1u);
     EXPECT_EQ(fakePlatform.notices[0], L"Zarn虚拟摄像头出现异常|虚拟摄像头出现异常");
-    auto lines = ownLinesContaining(c.line);
+    auto lines = linesContaining(logStart, c.line);
     ASSERT_EQ(lines.size(), 1u);
     // The exception's own text never reaches the line.
     EXPECT_EQ(lines[0].substr(lines[0].size() - c.line.size()), c.line);
@@ -156,7 +152,7 @@ TEST_F(FrameDriver, CatchAllLineIsLimitedToOneAMinuteButTheNoticeIsNot) {
   fakePlatform.now += 1;
   stream->FillBuffer(nullptr);
   EXPECT_EQ(fakePlatform.notices.size(), 3u);
-  EXPECT_EQ(ownLinesContaining("zarnmixer error! err=").size(), 2u);
+  EXPECT_EQ(linesContaining(logStart, "zarnmixer error! err=").size(), 2u);
 }
 
 TEST(FrameDriverProcess, TimeOutLineIsWrittenForTheFirstTwentyOnly) {
