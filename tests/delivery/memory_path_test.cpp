@@ -173,22 +173,17 @@ TEST_F(MemoryPath, MixerFrameOf4096By2160IsScaledToTheSampleNotReplacedByThePlac
 TEST_F(MemoryPath, RepeatedAndOlderTimeStampsAdvanceByHalfAPeriodInMediaTimeOnly) {
   CaptureShareMemoryMgr writer(kFrameRegionBaseName);
   writer.create(kFrameHeaderSize, 64, 48, true, GetCurrentProcessId());
-  struct Step {
-    uint64_t published;
-    REFERENCE_TIME start;
-    REFERENCE_TIME stop;
-  };
-  // The initial period is 666666: half of it is 33 ms, all of it 66 ms.
-  const Step steps[] = {{1000, 1000, 1066}, {1000, 1033, 1099}, {1000, 1066, 1132},
-                        {500, 1099, 1165}, {2000, 2000, 2066}};
-  for (const Step& step : steps) {
-    SCOPED_TRACE(step.start);
-    publish(writer, 64, 48, step.published);
+  // Published, then start and stop; the initial period is 666666: half of it is 33 ms, all 66 ms.
+  const REFERENCE_TIME steps[][3] = {{1000, 1000, 1066}, {1000, 1033, 1099}, {1000, 1066, 1132},
+                                     {500, 1099, 1165},  {2000, 2000, 2066}};
+  for (const auto& step : steps) {
+    SCOPED_TRACE(step[1]);
+    publish(writer, 64, 48, uint64_t(step[0]));
     filter->stream()->FillBuffer(sample);
     REFERENCE_TIME start = 0, stop = 0;
     ASSERT_EQ(sample->GetMediaTime(&start, &stop), S_OK);
-    EXPECT_EQ(start, step.start);
-    EXPECT_EQ(stop, step.stop);
+    EXPECT_EQ(start, step[1]);
+    EXPECT_EQ(stop, step[2]);
     // Only the hosts on the list get presentation times.
     EXPECT_EQ(sample->GetTime(&start, &stop), VFW_E_SAMPLE_TIME_NOT_SET);
   }
