@@ -1,13 +1,10 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <memory>
 #include <optional>
 #include <vector>
 
-#include "filter/vcam_stream.h"
 #include "gpu/special_common.h"
-#include "gpu/special_rgba_to_tex.h"
 #include "link/byte_order.h"
 #include "link/capture_share_memory_mgr.h"
 #include "link/frame_region_layout.h"
@@ -33,20 +30,6 @@ struct RecordingClient : IZarnCameraOutput {
   std::vector<Call> calls;
 };
 
-// A pin beside the filter's own, opened up to show its placeholder and texture.
-class DirectStream : public CVCamStream {
- public:
-  DirectStream(CVCam* filter, HRESULT* hr) : CVCamStream(hr, filter, L"direct") {}
-
-  void request(int width, int height) {
-    m_widthOutReq = width;
-    m_heightOutReq = height;
-  }
-  const FrameBuffer& placeholder() const { return m_placeholderFrame; }
-  ID3D11Texture2D* texture() const { return m_pSpecialRGBAToTex->sharedTexture(); }
-  uint32_t textureId() const { return m_pSpecialRGBAToTex->getSharedTextureId(); }
-};
-
 // The mixer's half of the frame region, publishing texture frames in sealed records.
 struct TextureMixer {
   TextureMixer() { writer.create(kFrameHeaderSize, 64, 48, true, GetCurrentProcessId()); }
@@ -69,17 +52,14 @@ struct TextureMixer {
 
 class DirectPath : public ::testing::Test {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(pin.hr, S_OK);
-    stream->SetZarnCameraOutput(&client);
-  }
+  void SetUp() override { stream->SetZarnCameraOutput(&client); }
   // One sample as the worker runs it; the wait for the mixer's signal times out.
   void fill() { stream->FillBuffer(nullptr); }
 
   FakeClock clock;
   RecordingClient client;
-  PinBesideFilter<DirectStream> pin{clock};
-  DirectStream* stream = pin.stream.get();
+  PinBesideFilter<> pin{clock};
+  OpenStream* stream = pin.stream.get();
   const uint64_t bestLuid = luidValue(SpecialCommon::instance().getBestAdapterLuid());
 };
 
@@ -128,8 +108,8 @@ TEST_F(DirectPath, RecordLuidIsPassedAsItStandsUnlessItIsZero) {
 TEST_F(DirectPath, WithoutAFrameTheStoredPictureGoesOutAsTheFiltersOwnTextureAtTheRawClock) {
   for (bool metMixerFirst : {false, true}) {
     SCOPED_TRACE(metMixerFirst ? "met a mixer first" : "no mixer at first");
-    PinBesideFilter<DirectStream> own{clock};
-    DirectStream* stream = own.stream.get();
+    PinBesideFilter<> own{clock};
+    OpenStream* stream = own.stream.get();
     RecordingClient told;
     stream->SetZarnCameraOutput(&told);
     std::optional<TextureMixer> mixer;
@@ -155,7 +135,7 @@ TEST_F(DirectPath, WithoutAFrameTheStoredPictureGoesOutAsTheFiltersOwnTextureAtT
 
     // The stored picture, already 1280 by 720, top row first with red and blue exchanged.
     stream->LoadBackground(false);
-    const FrameBuffer& picture = stream->placeholder();
+    const FrameBuffer& picture = stream->m_placeholderFrame;
     ASSERT_EQ(picture.width * picture.height, 1280 * 720);
     std::vector<uint8_t> pixels = readTexturePixels(stream->texture());
     ASSERT_EQ(pixels.size(), size_t{1280} * 720 * 4);
@@ -195,7 +175,7 @@ TEST_F(DirectPath, TexturesFollowTheRequestedSizeAndMixerTimesIgnoreTheRawClock)
 TEST_F(DirectPath, AnotherStreamsEndLeavesTheProcessWideDeviceToTheStreamsStillUsingIt) {
   fill();
   {
-    PinBesideFilter<DirectStream> other{clock};
+    PinBesideFilter<> other{clock};
     other.stream->SetZarnCameraOutput(&client);
     other.stream->FillBuffer(nullptr);
   }

@@ -5,31 +5,16 @@
 #include <stdexcept>
 #include <string>
 
-#include "diag/log_line_queue.h"
-#include "filter/vcam.h"
-#include "filter/vcam_stream.h"
-#include "host/platform.h"
-#include "tests/support/log_files.h"
+#include "tests/delivery/fake_clock.h"
+#include "tests/delivery/pin_beside_filter.h"
 #include "tests/support/child_process.h"
+#include "tests/support/log_files.h"
 
 using zarn::test::ChildProcess;
 
 namespace {
 
 const wchar_t kFrameEventName[] = L"ZARNCAM_INT_DEF_SINGLE_SYNFRAME_EVENT_20180212";
-
-// Records notices instead of blocking on them, and keeps a clock that only tests move.
-class RecordingPlatform : public Platform {
- public:
-  void showNotice(const wchar_t* text, const wchar_t* caption) override {
-    notices.push_back(std::wstring(caption) + L"|" + text);
-  }
-  bool launchProgram(const wchar_t*, const wchar_t*) override { return false; }
-  uint32_t milliseconds() override { return now; }
-
-  std::vector<std::wstring> notices;
-  uint32_t now = 100000;
-};
 
 // A pin whose two paths are scripted, beside the filter's own pin.
 class ScriptedStream : public CVCamStream {
@@ -56,38 +41,23 @@ struct NoClientOutput : IZarnCameraOutput {
   HRESULT STDMETHODCALLTYPE OnCameraTexture(LUID, uint32_t, int64_t) override { return S_OK; }
 };
 
+// Lines of process `pid` logged from byte `from` on that hold `text`.
+std::vector<std::string> linesContaining(uint64_t from, const std::string& text,
+                                         DWORD pid = GetCurrentProcessId()) {
+  std::vector<std::string> found;
+  for (const std::string& line : linesOfPid(readLines(userLogFolder() + "zarncamvcam.log", from), pid)) {
+    if (line.find(text) != std::string::npos) found.push_back(line);
+  }
+  return found;
+}
+
 class FrameDriver : public ::testing::Test {
  protected:
-  void SetUp() override {
-    LogLineQueue::create();
-    setPlatform(&fakePlatform);
-    HRESULT hr = S_OK;
-    filter = new CVCam(nullptr, &hr);
-    filter->AddRef();
-    stream = new ScriptedStream(filter, &hr);
-    ASSERT_EQ(hr, S_OK);
-  }
-
-  void TearDown() override {
-    delete stream;
-    filter->Release();
-    setPlatform(nullptr);
-  }
-
-  // Lines this process logged since the test began.
-  std::vector<std::string> ownLinesContaining(const std::string& text) {
-    std::vector<std::string> found;
-    for (const std::string& line :
-         linesOfPid(readLines(userLogFolder() + "zarncamvcam.log", logStart), GetCurrentProcessId())) {
-      if (line.find(text) != std::string::npos) found.push_back(line);
-    }
-    return found;
-  }
-
+  FrameDriver() { fakePlatform.now = 100000; }
   uint64_t logStart = fileSizeOf(userLogFolder() + "zarncamvcam.log");
-  RecordingPlatform fakePlatform;
-  CVCam* filter = nullptr;
-  ScriptedStream* stream = nullptr;
+  FakeClock fakePlatform;
+  PinBesideFilter<ScriptedStream> pin{fakePlatform};
+  ScriptedStream* stream = pin.stream.get();
 };
 
 ZARN_CHILD_ROLE(signal_frame_event) {
@@ -99,15 +69,9 @@ ZARN_CHILD_ROLE(signal_frame_event) {
 }
 
 ZARN_CHILD_ROLE(time_out_repeatedly) {
-  LogLineQueue::create();
-  HRESULT hr = S_OK;
-  CVCam* filter = new CVCam(nullptr, &hr);
-  filter->AddRef();
-  {
-    ScriptedStream stream(filter, &hr);
-    for (int i = 0; i < std::stoi(args.at(0)); ++i) stream.FillBuffer(nullptr);
-  }
-  filter->Release();
+  FakeClock clock;
+  PinBesideFilter<ScriptedStream> pin{clock};
+  for (int i = 0; i < std::stoi(args.at(0)); ++i) pin.stream->FillBuffer(nullptr);
   return 0;
 }
 
@@ -141,7 +105,7 @@ TEST_F(FrameDriver, FailedWaitGivesSFalseAndRunsNoPath) {
   stream->breakFrameEvent();
   EXPECT_EQ(stream->FillBuffer(nullptr), S_FALSE);
   EXPECT_EQ(stream->memoryCalls, 1);
-  EXPECT_EQ(ownLinesContaining("WaitForSingleObject m_hSynFrameEvent is FAILED").size(), 1u);
+  EXPECT_EQ(linesContaining(logStart, "WaitForSingleObject m_hSynFrameEvent is FAILED").size(), 1u);
 }
 
 TEST_F(FrameDriver, ClientOutputSelectsTheDirectPathAtEachCall) {
@@ -172,7 +136,7 @@ TEST_F(FrameDriver, EachExceptionKindReachesItsArmAndTheOneNotice) {
     EXPECT_EQ(stream->FillBuffer(nullptr), S_OK);
     ASSERT_EQ(fakePlatform.notices.size(), 1u);
     EXPECT_EQ(fakePlatform.notices[0], L"Zarn虚拟摄像头出现异常|虚拟摄像头出现异常");
-    auto lines = ownLinesContaining(c.line);
+    auto lines = linesContaining(logStart, c.line);
     ASSERT_EQ(lines.size(), 1u);
     // The exception's own text never reaches the line.
     EXPECT_EQ(lines[0].substr(lines[0].size() - c.line.size()), c.line);
@@ -188,7 +152,7 @@ TEST_F(FrameDriver, CatchAllLineIsLimitedToOneAMinuteButTheNoticeIsNot) {
   fakePlatform.now += 1;
   stream->FillBuffer(nullptr);
   EXPECT_EQ(fakePlatform.notices.size(), 3u);
-  EXPECT_EQ(ownLinesContaining("zarnmixer error! err=").size(), 2u);
+  EXPECT_EQ(linesContaining(logStart, "zarnmixer error! err=").size(), 2u);
 }
 
 TEST(FrameDriverProcess, TimeOutLineIsWrittenForTheFirstTwentyOnly) {
@@ -196,10 +160,7 @@ TEST(FrameDriverProcess, TimeOutLineIsWrittenForTheFirstTwentyOnly) {
   ChildProcess child = ChildProcess::startRole("time_out_repeatedly", {"22"});
   ASSERT_TRUE(child.valid());
   ASSERT_EQ(child.wait(30000), 0u);
-  int timeouts = 0;
-  for (const std::string& line :
-       linesOfPid(readLines(userLogFolder() + "zarncamvcam.log", logStart), child.pid())) {
-    if (line.find("WaitForSingleObject m_hSynFrameEvent is TIMEOUT") != std::string::npos) ++timeouts;
-  }
-  EXPECT_EQ(timeouts, 20);
+  EXPECT_EQ(linesContaining(logStart, "WaitForSingleObject m_hSynFrameEvent is TIMEOUT", child.pid())
+                .size(),
+            20u);
 }

@@ -13,11 +13,9 @@ const uint32_t kRgb = 0;  // what a format call writes for RGB
 // A request from one requested format to another, or a frame that is or is not admitted.
 struct Step {
   bool isRequest;
-  uint32_t fourccBefore;
-  uint32_t fourcc;
+  uint32_t fourccBefore, fourcc;
   uint64_t ms;
-  uint32_t width;
-  uint32_t height;
+  uint32_t width, height;
   bool admitted;
 };
 
@@ -57,9 +55,8 @@ TEST(LayoutSwitchGuard, HoldsBackFramesThatMayBeOfTheLayoutBeforeTheRequest) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     LayoutSwitchGuard guard;
-    int at = 0;
-    for (const Step& step : c.steps) {
-      ++at;
+    for (size_t at = 0; at < c.steps.size(); ++at) {
+      const Step& step = c.steps[at];
       if (step.isRequest) {
         guard.noteRequest(mixerFrameLayout(step.fourccBefore), mixerFrameLayout(step.fourcc),
                           int32_t(step.width), int32_t(step.height), uint32_t(step.ms));

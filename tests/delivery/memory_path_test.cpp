@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <dshow.h>
+#include <tlhelp32.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <thread>
 
@@ -53,23 +55,30 @@ struct CameraWithSample {
   BYTE* pixels = allocated.pixels;
 };
 
-class MemoryPath : public ::testing::Test {
+class MemoryPath : public ::testing::Test, protected CameraWithSample {
  protected:
   ::testing::AssertionResult isColour(int x, int y, TestPatternColour want) const {
-    TestPatternColour got = camera.at(x, y);
+    const TestPatternColour got = at(x, y);
     // Box filtering may take a few codes off a solid area.
-    auto within4 = [](uint8_t a, uint8_t b) { return a > b ? a - b <= 4 : b - a <= 4; };
     auto is = [&](TestPatternColour c) {
-      return within4(got.blue, c.blue) && within4(got.green, c.green) && within4(got.red, c.red);
+      return std::abs(got.blue - c.blue) <= 4 && std::abs(got.green - c.green) <= 4 &&
+             std::abs(got.red - c.red) <= 4;
     };
     if (is(kPatternBar) || is(want)) return ::testing::AssertionSuccess();
     return ::testing::AssertionFailure() << "(" << x << ", " << y << ") is " << int(got.red) << ","
                                          << int(got.green) << "," << int(got.blue);
   }
 
-  CameraWithSample camera;
-  CVCam* filter = camera.filter;
-  IMediaSample* sample = camera.sample;
+  // Fills the sample until a mixer frame arrives, 50 tries at most.
+  bool mixerFrameArrives() {
+    sample->SetSyncPoint(FALSE);
+    for (int i = 0; i < 50 && sample->IsSyncPoint() != S_OK; ++i) filter->stream()->FillBuffer(sample);
+    return sample->IsSyncPoint() == S_OK;
+  }
+  void expectRow(int y, TestPatternColour left, TestPatternColour right) {
+    EXPECT_TRUE(isColour(320, y, left));
+    EXPECT_TRUE(isColour(960, y, right));
+  }
 };
 
 // Publishes a plain frame of `width` by `height` with the given time stamp.
@@ -127,66 +136,54 @@ TEST(MemoryPathInstalled, NoMixerGivesThePlaceholderAndStartsTheApplicationOnce)
   ASSERT_TRUE(install.copied);
   ChildProcess host = install.start(L"--child stream_without_mixer");
   EXPECT_EQ(host.wait(30000), 0u);
-  std::string launches = install.waitForLog(1);
-  Sleep(1000);
-  launches = zarn::test::readFileBytes(install.log());
+  // Every launch was made before the host ended: once no recorder runs, each one is logged.
+  HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+  PROCESSENTRY32W entry = {};
+  entry.dwSize = sizeof(entry);
+  for (BOOL more = Process32FirstW(snapshot, &entry); more; more = Process32NextW(snapshot, &entry)) {
+    HANDLE recorder = _wcsicmp(entry.szExeFile, L"zarncam pro.exe") == 0
+                          ? OpenProcess(SYNCHRONIZE, FALSE, entry.th32ProcessID)
+                          : nullptr;
+    if (recorder) WaitForSingleObject(recorder, 10000), CloseHandle(recorder);
+  }
+  CloseHandle(snapshot);
+  const std::string launches = zarn::test::readFileBytes(install.log());
   EXPECT_EQ(std::count(launches.begin(), launches.end(), '\n'), 1) << launches;
 }
 
 TEST_F(MemoryPath, MixerFrameOfFourByThreeIsTheCentredCropScaledToTheSample) {
   ChildProcess mixer =
       ChildProcess::startSibling(L"zarnmixer-sim.exe", L"--size 640x480 --fps 30 --seconds 30");
-  ASSERT_TRUE(mixer.valid());
-  for (int i = 0; i < 50 && sample->IsSyncPoint() != S_OK; ++i) filter->stream()->FillBuffer(sample);
-  ASSERT_EQ(sample->IsSyncPoint(), S_OK) << "no frame from the mixer";
-
+  ASSERT_TRUE(mixerFrameArrives());
   // Source rows 60 to 419 fill the sample: the stamp strip above them is cut away.
-  EXPECT_TRUE(isColour(320, 0, kPatternTopLeft));
-  EXPECT_TRUE(isColour(960, 0, kPatternTopRight));
-  EXPECT_TRUE(isColour(320, 180, kPatternTopLeft));
-  EXPECT_TRUE(isColour(960, 180, kPatternTopRight));
-  EXPECT_TRUE(isColour(320, 540, kPatternBottomLeft));
-  EXPECT_TRUE(isColour(960, 540, kPatternBottomRight));
-  EXPECT_TRUE(isColour(320, kHeight - 1, kPatternBottomLeft));
-  int width = 0, height = 0;
-  filter->stream()->GetOutputWidthHeight(&width, &height);
-  EXPECT_EQ(width, kWidth);
-  EXPECT_EQ(height, kHeight);
+  for (int y : {0, 180}) expectRow(y, kPatternTopLeft, kPatternTopRight);
+  for (int y : {540, kHeight - 1}) expectRow(y, kPatternBottomLeft, kPatternBottomRight);
 }
 
 // Wider than any catalogue size, but the mixer made its region for it.
 TEST_F(MemoryPath, MixerFrameOf4096By2160IsScaledToTheSampleNotReplacedByThePlaceholder) {
   ChildProcess mixer = ChildProcess::startSibling(
       L"zarnmixer-sim.exe", L"--size 4096x2160 --fixed-size --fps 5 --seconds 30");
-  ASSERT_TRUE(mixer.valid());
-  for (int i = 0; i < 50 && sample->IsSyncPoint() != S_OK; ++i) filter->stream()->FillBuffer(sample);
-  ASSERT_EQ(sample->IsSyncPoint(), S_OK) << "no frame from the mixer";
+  ASSERT_TRUE(mixerFrameArrives());
   // The crop keeps all rows: the top of the sample is the stamp strip.
-  EXPECT_TRUE(isColour(320, 180, kPatternTopLeft));
-  EXPECT_TRUE(isColour(960, 180, kPatternTopRight));
-  EXPECT_TRUE(isColour(320, 540, kPatternBottomLeft));
-  EXPECT_TRUE(isColour(960, 540, kPatternBottomRight));
+  expectRow(180, kPatternTopLeft, kPatternTopRight);
+  expectRow(540, kPatternBottomLeft, kPatternBottomRight);
 }
 
 TEST_F(MemoryPath, RepeatedAndOlderTimeStampsAdvanceByHalfAPeriodInMediaTimeOnly) {
   CaptureShareMemoryMgr writer(kFrameRegionBaseName);
   writer.create(kFrameHeaderSize, 64, 48, true, GetCurrentProcessId());
-  struct Step {
-    uint64_t published;
-    REFERENCE_TIME start;
-    REFERENCE_TIME stop;
-  };
-  // The initial period is 666666: half of it is 33 ms, all of it 66 ms.
-  const Step steps[] = {{1000, 1000, 1066}, {1000, 1033, 1099}, {1000, 1066, 1132},
-                        {500, 1099, 1165}, {2000, 2000, 2066}};
-  for (const Step& step : steps) {
-    SCOPED_TRACE(step.start);
-    publish(writer, 64, 48, step.published);
+  // Published, then start and stop; the initial period is 666666: half of it is 33 ms, all 66 ms.
+  const REFERENCE_TIME steps[][3] = {{1000, 1000, 1066}, {1000, 1033, 1099}, {1000, 1066, 1132},
+                                     {500, 1099, 1165},  {2000, 2000, 2066}};
+  for (const auto& step : steps) {
+    SCOPED_TRACE(step[1]);
+    publish(writer, 64, 48, uint64_t(step[0]));
     filter->stream()->FillBuffer(sample);
     REFERENCE_TIME start = 0, stop = 0;
     ASSERT_EQ(sample->GetMediaTime(&start, &stop), S_OK);
-    EXPECT_EQ(start, step.start);
-    EXPECT_EQ(stop, step.stop);
+    EXPECT_EQ(start, step[1]);
+    EXPECT_EQ(stop, step[2]);
     // Only the hosts on the list get presentation times.
     EXPECT_EQ(sample->GetTime(&start, &stop), VFW_E_SAMPLE_TIME_NOT_SET);
   }
@@ -236,15 +233,15 @@ TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLo
     clock.now += 60000;
     const uint64_t logStart = fileSizeOf(log);
     for (int i = 0; i < 2; ++i) {
-      std::memset(camera.pixels, 0x5A, sampleBytes);
+      std::memset(pixels, 0x5A, sampleBytes);
       sample->SetSyncPoint(FALSE);
       filter->stream()->FillBuffer(sample);
       EXPECT_NE(sample->IsSyncPoint(), S_OK);
       // The stored picture, though this stream met a mixer first: its bottom row is the
       // gradient's lower colour.
-      EXPECT_NEAR(camera.pixels[0], 0x73, 10);
-      EXPECT_NEAR(camera.pixels[1], 0x6f, 10);
-      EXPECT_NEAR(camera.pixels[2], 0x2f, 10);
+      EXPECT_NEAR(pixels[0], 0x73, 10);
+      EXPECT_NEAR(pixels[1], 0x6f, 10);
+      EXPECT_NEAR(pixels[2], 0x2f, 10);
     }
     EXPECT_EQ(linesWith(logStart, std::string("no frame: ") + c.fault), 1);
     if (c.headerField != kNoField) storeLittleEndian64(view + c.headerField, kept);
@@ -254,8 +251,7 @@ TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLo
   filter->stream()->FillBuffer(sample);
   EXPECT_EQ(sample->IsSyncPoint(), S_OK);
   // This writer lays the top row first, so a host sees the picture upside down.
-  EXPECT_TRUE(isColour(320, 540, kPatternTopLeft));
-  EXPECT_TRUE(isColour(960, 540, kPatternTopRight));
+  expectRow(540, kPatternTopLeft, kPatternTopRight);
 }
 
 TEST_F(MemoryPath, SampleSmallerThanTheRequestedFrameIsLeftAlone) {
@@ -277,9 +273,7 @@ TEST_F(MemoryPath, SecondOutputSizeChoosesTheDeliveredSizeButNeverALargerOne) {
     SCOPED_TRACE(c.width);
     OutputSizeList sizes = {{kWidth, kHeight}, {c.width, c.height}};
     ASSERT_EQ(filter->stream()->SetOutputWidthHeight(&sizes), S_OK);
-    sample->SetSyncPoint(FALSE);
-    for (int i = 0; i < 50 && sample->IsSyncPoint() != S_OK; ++i) filter->stream()->FillBuffer(sample);
-    ASSERT_EQ(sample->IsSyncPoint(), S_OK) << "no frame from the mixer";
+    ASSERT_TRUE(mixerFrameArrives());
     int width = 0, height = 0;
     filter->stream()->GetOutputWidthHeight(&width, &height);
     EXPECT_EQ(width, c.deliveredWidth);
@@ -296,7 +290,7 @@ TEST_F(MemoryPath, RecordThatCannotBeUnsealedIsReadPlainWithTheMutexGivenBack) {
   publish(writer, 64, 48, 1000);
   filter->stream()->FillBuffer(sample);
   EXPECT_EQ(sample->IsSyncPoint(), S_OK);
-  EXPECT_TRUE(isColour(320, 540, kPatternTopLeft));
+  expectRow(540, kPatternTopLeft, kPatternTopRight);
   EXPECT_EQ(linesWith(logStart, "zarnmixer lockReadBuffer error std::exception!"), 1);
   EXPECT_TRUE(frameMutexIsFree());
 }

@@ -4,9 +4,32 @@
 
 #include "diag/log_line_queue.h"
 #include "filter/vcam.h"
+#include "filter/vcam_stream.h"
+#include "gpu/special_rgba_to_tex.h"
 #include "host/platform.h"
 
-template <typename Stream>
+// A pin opened up to take a request and show what it holds.
+class OpenStream : public CVCamStream {
+ public:
+  OpenStream(CVCam* filter, HRESULT* hr) : CVCamStream(hr, filter, L"open") {}
+
+  void request(int32_t width, int32_t height, int32_t bitCount = 32, uint32_t fourcc = kTagRGBA) {
+    m_widthOutReq = width;
+    m_heightOutReq = height;
+    m_bitCount = bitCount;
+    m_fourcc = fourcc;
+  }
+  void deliver(IMediaSample* sample) { FillBufferVideoMemoryOutput(sample); }
+  ID3D11Texture2D* texture() const { return m_pSpecialRGBAToTex->sharedTexture(); }
+  uint32_t textureId() const { return m_pSpecialRGBAToTex->getSharedTextureId(); }
+
+  using CVCamStream::m_isFlipHost;
+  using CVCamStream::m_isLimitedRgbHost;
+  using CVCamStream::m_pSharedTexHelper;
+  using CVCamStream::m_placeholderFrame;
+};
+
+template <typename Stream = OpenStream>
 class PinBesideFilter {
  public:
   explicit PinBesideFilter(Platform& platform) {
