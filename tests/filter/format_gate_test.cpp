@@ -232,19 +232,18 @@ class ConnectedFormat : public MixerRecord {
     ASSERT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
                                reinterpret_cast<void**>(&graph)),
               S_OK);
-    sink->AddRef();
     ASSERT_EQ(graph->AddFilter(held.filter, L"camera"), S_OK);
     ASSERT_EQ(graph->AddFilter(sink, L"sink"), S_OK);
     ASSERT_EQ(graph->ConnectDirect(held.pin(), sink->pin(), nullptr), S_OK);
   }
   void TearDown() override {
     if (graph) graph->Release();
-    sink->Release();
     MixerRecord::TearDown();
   }
 
   zarn::test::ComScope com;
   HeldFilter held;
+  // Held by the graph alone, as a host holds the filters it adds.
   zarn::test::TestSinkFilter* sink = new zarn::test::TestSinkFilter;
   IGraphBuilder* graph = nullptr;
 };
