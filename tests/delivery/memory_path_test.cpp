@@ -294,3 +294,18 @@ TEST_F(MemoryPath, RecordThatCannotBeUnsealedIsReadPlainWithTheMutexGivenBack) {
   EXPECT_EQ(linesWith(logStart, "zarnmixer lockReadBuffer error std::exception!"), 1);
   EXPECT_TRUE(frameMutexIsFree());
 }
+
+// The first time-out after a mixer ends lets go of its region, so a restarted one makes its own.
+TEST_F(MemoryPath, MixerRestartedAfterATimeOutCreatesItsRegionAfresh) {
+  {
+    CaptureShareMemoryMgr ended(kFrameRegionBaseName);
+    ended.create(kFrameHeaderSize, 64, 48, true, GetCurrentProcessId());
+    publish(ended, 64, 48, 1000);
+    filter->stream()->FillBuffer(sample);
+    ASSERT_EQ(sample->IsSyncPoint(), S_OK);
+  }
+  filter->stream()->FillBuffer(sample);
+  CaptureShareMemoryMgr restarted(kFrameRegionBaseName);
+  restarted.create(kFrameHeaderSize, 640, 480, true, GetCurrentProcessId());
+  EXPECT_TRUE(restarted.createdRegion());
+}

@@ -92,13 +92,18 @@ TEST(ScaleFrame, Nv12CopiesEqualSizesAndTakesChromaHeightFromTheSourceUpToTheSam
   EXPECT_NE(kUnwritten, shorter.data()[shorter.size() - 1]);
 }
 
-TEST(ScaleFrame, UnsupportedOutputOrEmptySourceWritesNothingButIsCounted) {
+// A size below one on either side, or no source at all, leaves the sample as it was.
+TEST(ScaleFrame, UnsupportedOutputEmptySourceOrEmptySizeWritesNothingButIsCounted) {
   struct Case {
     int32_t bitCount;
     uint32_t fourcc;
-    bool emptySource;
-  } const cases[] = {{16, kTagRGBA, false}, {12, kTagYV12, false}, {12, kTagRGBA, false},
-                     {24, kTagRGBA, true},  {32, kTagRGBA, true},  {12, kTagI420, true}};
+    bool noSource;
+    int32_t sw, sh, dw, dh;
+  } const cases[] = {{16, kTagRGBA, false, 32, 32, 32, 32}, {12, kTagYV12, false, 32, 32, 32, 32},
+                     {12, kTagRGBA, false, 32, 32, 32, 32}, {24, kTagRGBA, true, 32, 32, 32, 32},
+                     {32, kTagRGBA, true, 32, 32, 32, 32},  {12, kTagI420, true, 32, 32, 32, 32},
+                     {12, kTagI420, false, 0, 32, 32, 32},  {12, kTagNV12, false, 32, -2, 32, 32},
+                     {12, kTagI420, false, 32, 32, 0, 32},  {12, kTagNV12, false, 32, 32, 32, -4}};
   GuardedBuffer source(32 * 32 * 4);
   // A still clock: after the first call no report is due, so the tally only grows.
   FakeClock clock;
@@ -106,11 +111,12 @@ TEST(ScaleFrame, UnsupportedOutputOrEmptySourceWritesNothingButIsCounted) {
   FrameBuffer scratch;
   ScaleFrame(nullptr, 0, 0, nullptr, 0, 0, 0, kCrop, scratch, false, kTagRGBA);
   for (const Case& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.bitCount << (c.emptySource ? " empty" : ""));
+    SCOPED_TRACE(testing::Message() << c.bitCount << (c.noSource ? " no source " : " ") << c.sw
+                                    << "x" << c.sh << " -> " << c.dw << "x" << c.dh);
     GuardedBuffer sample(32 * 32 * 4, kUnwritten);
     const int framesBefore = scaleFrameStatistics().frames();
-    ScaleFrame(c.emptySource ? nullptr : source.data(), c.emptySource ? 0 : 32, 32, sample.data(),
-               32, 32, c.bitCount, kCrop, scratch, false, c.fourcc);
+    ScaleFrame(c.noSource ? nullptr : source.data(), c.sw, c.sh, sample.data(), c.dw, c.dh,
+               c.bitCount, kCrop, scratch, false, c.fourcc);
     EXPECT_EQ(framesBefore + 1, scaleFrameStatistics().frames());
     EXPECT_EQ(std::vector<uint8_t>(sample.size(), kUnwritten), bytes(sample));
   }
