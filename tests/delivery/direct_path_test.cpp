@@ -6,9 +6,9 @@
 
 #include "gpu/special_common.h"
 #include "link/byte_order.h"
-#include "link/capture_share_memory_mgr.h"
 #include "link/frame_region_layout.h"
 #include "tests/delivery/fake_clock.h"
+#include "tests/delivery/frame_writer.h"
 #include "tests/delivery/pin_beside_filter.h"
 #include "tests/gpu/texture_readback.h"
 
@@ -30,25 +30,13 @@ struct RecordingClient : IZarnCameraOutput {
   std::vector<Call> calls;
 };
 
-// The mixer's half of the frame region, publishing texture frames in sealed records.
-struct TextureMixer {
-  TextureMixer() { writer.create(kFrameHeaderSize, 64, 48, true, GetCurrentProcessId()); }
-  void publish(uint64_t timestampMs, LUID luid = {7, 0}, uint32_t textureId = 1,
-               uint32_t width = 64, uint32_t height = 48) {
-    uint32_t offset = 0;
-    HANDLE mapping = nullptr;
-    writer.lockWriteBuffer(offset, mapping);
-    CaptureFrameRecord record;
-    record.width = width;
-    record.height = height;
-    record.timestampMs = timestampMs;
-    record.frameKind = kTextureFrame;
-    record.textureId = textureId;
-    record.adapterLuid = {luid.LowPart, luid.HighPart};
-    writer.unLockWriteBuffer(record, true);
-  }
-  CaptureShareMemoryMgr writer{L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY"};
-};
+// A texture frame of `width` by `height` from the adapter `luid`.
+CaptureFrameRecord textureRecord(uint64_t timestampMs, LUID luid = {7, 0}, uint32_t textureId = 1,
+                                 uint32_t width = 64, uint32_t height = 48) {
+  CaptureFrameRecord record = frameRecord(width, height, timestampMs, textureId);
+  record.adapterLuid = {luid.LowPart, luid.HighPart};
+  return record;
+}
 
 class DirectPath : public ::testing::Test {
  protected:
@@ -66,13 +54,13 @@ class DirectPath : public ::testing::Test {
 }  // namespace
 
 TEST_F(DirectPath, TextureFrameTimesThatAreNotNewerRiseByHalfAPeriodComparedUnsigned) {
-  TextureMixer mixer;
+  FrameWriter mixer;
   const int64_t topBit = INT64_MIN;
   // Published and told; the initial period is 666666, half of it 33 ms.
   const std::pair<uint64_t, int64_t> steps[] = {
       {0, 33}, {1000, 1000}, {1000, 1033}, {500, 1066}, {uint64_t(topBit), topBit}};
   for (const auto& step : steps) {
-    mixer.publish(step.first);
+    mixer.publish(textureRecord(step.first));
     fill();
   }
   ASSERT_EQ(client.calls.size(), std::size(steps));
@@ -81,7 +69,7 @@ TEST_F(DirectPath, TextureFrameTimesThatAreNotNewerRiseByHalfAPeriodComparedUnsi
 
 TEST_F(DirectPath, RecordLuidIsPassedAsItStandsUnlessItIsZero) {
   ASSERT_NE(bestLuid, 0u) << "the display has an adapter";
-  TextureMixer mixer;
+  FrameWriter mixer;
   struct Case {
     LUID luid;
     uint64_t told;
@@ -92,7 +80,7 @@ TEST_F(DirectPath, RecordLuidIsPassedAsItStandsUnlessItIsZero) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.told);
     client.calls.clear();
-    mixer.publish(10, c.luid, 0x101, c.width, c.height);
+    mixer.publish(textureRecord(10, c.luid, 0x101, c.width, c.height));
     fill();
     ASSERT_EQ(client.calls.size(), 1u);
     EXPECT_EQ(client.calls[0].adapterLuid, c.told);
@@ -112,16 +100,13 @@ TEST_F(DirectPath, WithoutAFrameTheStoredPictureGoesOutAsTheFiltersOwnTextureAtT
     OpenStream* stream = own.stream.get();
     RecordingClient told;
     stream->SetZarnCameraOutput(&told);
-    std::optional<TextureMixer> mixer;
+    std::optional<FrameWriter> mixer;
     if (metMixerFirst) {
       mixer.emplace();
-      mixer->publish(10, {7, 0}, 0x101);
+      mixer->publish(textureRecord(10, {7, 0}, 0x101));
       stream->FillBuffer(nullptr);
       // The mixer's next record is broken, so no frame comes.
-      uint32_t offset = 0;
-      HANDLE mapping = nullptr;
-      uint8_t* view = mixer->writer.lockWriteBuffer(offset, mapping) - offset;
-      storeLittleEndian64(view + sealed_offset::kSealedLength, 1ull << 40);
+      storeLittleEndian64(mixer->region() + sealed_offset::kSealedLength, 1ull << 40);
     }
     clock.now = 123456;
     told.calls.clear();
@@ -166,8 +151,8 @@ TEST_F(DirectPath, TexturesFollowTheRequestedSizeAndMixerTimesIgnoreTheRawClock)
   // The raw clock is outside the time rule: a later mixer frame is compared with none of it.
   clock.now = 123456;
   fill();
-  TextureMixer mixer;
-  mixer.publish(1000);
+  FrameWriter mixer;
+  mixer.publish(textureRecord(1000));
   fill();
   EXPECT_EQ(client.calls.back().time, 1000);
 }

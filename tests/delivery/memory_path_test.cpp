@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <dshow.h>
-#include <tlhelp32.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -12,22 +11,18 @@
 #include "filter/vcam.h"
 #include "filter/vcam_stream.h"
 #include "link/byte_order.h"
-#include "link/capture_share_memory_mgr.h"
 #include "link/frame_region_layout.h"
 #include "link/test_pattern.h"
 #include "tests/delivery/fake_clock.h"
 #include "tests/delivery/allocated_sample.h"
+#include "tests/delivery/frame_writer.h"
 #include "tests/support/child_process.h"
-#include "tests/support/install_layout.h"
 #include "tests/support/log_files.h"
 
 using zarn::test::ChildProcess;
-using zarn::test::InstallLayout;
-using zarn::test::Layout;
 
 namespace {
 
-const wchar_t kFrameRegionBaseName[] = L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY";
 // The pin's requested format until a host sets one: 1280 by 720 at 32 bits.
 const int kWidth = 1280;
 const int kHeight = 720;
@@ -81,20 +76,6 @@ class MemoryPath : public ::testing::Test, protected CameraWithSample {
   }
 };
 
-// Publishes a plain frame of `width` by `height` with the given time stamp.
-void publish(CaptureShareMemoryMgr& writer, int width, int height, uint64_t timestampMs) {
-  uint32_t offset = 0;
-  HANDLE mapping = nullptr;
-  uint8_t* buffer = writer.lockWriteBuffer(offset, mapping);
-  ASSERT_NE(buffer, nullptr);
-  renderTestPattern(buffer, width, height, {1, static_cast<uint32_t>(timestampMs)});
-  CaptureFrameRecord record;
-  record.width = width;
-  record.height = height;
-  record.timestampMs = timestampMs;
-  writer.unLockWriteBuffer(record, true);
-}
-
 // Lines of this process from byte `from` of the log on that hold `text`.
 long linesWith(uint64_t from, const std::string& text) {
   const std::vector<std::string> lines =
@@ -117,39 +98,7 @@ bool frameMutexIsFree() {
   return waited == WAIT_OBJECT_0;
 }
 
-// Streams a few samples with no mixer; 0 if each held the stored 16:9 picture.
-ZARN_CHILD_ROLE(stream_without_mixer) {
-  CameraWithSample camera;
-  for (int i = 0; i < 3; ++i) {
-    camera.filter->stream()->FillBuffer(camera.sample);
-    // The card is a navy to teal gradient: no pixel of it lacks blue.
-    if (camera.at(0, 0).blue == 0 || camera.at(kWidth - 1, kHeight - 1).blue == 0) return 10 + i;
-    if (camera.sample->IsSyncPoint() == S_OK) return 20 + i;
-  }
-  return 0;
-}
-
 }  // namespace
-
-TEST(MemoryPathInstalled, NoMixerGivesThePlaceholderAndStartsTheApplicationOnce) {
-  InstallLayout install(Layout::ApplicationOneUp);
-  ASSERT_TRUE(install.copied);
-  ChildProcess host = install.start(L"--child stream_without_mixer");
-  EXPECT_EQ(host.wait(30000), 0u);
-  // Every launch was made before the host ended: once no recorder runs, each one is logged.
-  HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-  PROCESSENTRY32W entry = {};
-  entry.dwSize = sizeof(entry);
-  for (BOOL more = Process32FirstW(snapshot, &entry); more; more = Process32NextW(snapshot, &entry)) {
-    HANDLE recorder = _wcsicmp(entry.szExeFile, L"zarncam pro.exe") == 0
-                          ? OpenProcess(SYNCHRONIZE, FALSE, entry.th32ProcessID)
-                          : nullptr;
-    if (recorder) WaitForSingleObject(recorder, 10000), CloseHandle(recorder);
-  }
-  CloseHandle(snapshot);
-  const std::string launches = zarn::test::readFileBytes(install.log());
-  EXPECT_EQ(std::count(launches.begin(), launches.end(), '\n'), 1) << launches;
-}
 
 TEST_F(MemoryPath, MixerFrameOfFourByThreeIsTheCentredCropScaledToTheSample) {
   ChildProcess mixer =
@@ -171,14 +120,13 @@ TEST_F(MemoryPath, MixerFrameOf4096By2160IsScaledToTheSampleNotReplacedByThePlac
 }
 
 TEST_F(MemoryPath, RepeatedAndOlderTimeStampsAdvanceByHalfAPeriodInMediaTimeOnly) {
-  CaptureShareMemoryMgr writer(kFrameRegionBaseName);
-  writer.create(kFrameHeaderSize, 64, 48, true, GetCurrentProcessId());
+  FrameWriter writer;
   // Published, then start and stop; the initial period is 666666: half of it is 33 ms, all 66 ms.
   const REFERENCE_TIME steps[][3] = {{1000, 1000, 1066}, {1000, 1033, 1099}, {1000, 1066, 1132},
                                      {500, 1099, 1165},  {2000, 2000, 2066}};
   for (const auto& step : steps) {
     SCOPED_TRACE(step[1]);
-    publish(writer, 64, 48, uint64_t(step[0]));
+    writer.publish(frameRecord(64, 48, uint64_t(step[0])));
     filter->stream()->FillBuffer(sample);
     REFERENCE_TIME start = 0, stop = 0;
     ASSERT_EQ(sample->GetMediaTime(&start, &stop), S_OK);
@@ -197,12 +145,9 @@ TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLo
     ~InstalledClock() { setPlatform(nullptr); }
   } clock;
   clock.now = 0x40000000;
-  CaptureShareMemoryMgr writer(kFrameRegionBaseName);
-  writer.create(kFrameHeaderSize, 64, 48, true, GetCurrentProcessId());
-  uint32_t writeOffset = 0;
-  HANDLE mapping = nullptr;
-  uint8_t* view = writer.lockWriteBuffer(writeOffset, mapping) - writeOffset;
-  const uint64_t regionSize = writer.getRegionSize();
+  FrameWriter writer;
+  uint8_t* view = writer.region();
+  const uint64_t regionSize = writer.writer.getRegionSize();
 
   const size_t kNoField = ~size_t(0);
   const struct {
@@ -221,10 +166,8 @@ TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLo
   const size_t sampleBytes = size_t(kWidth) * kHeight * 4;
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.fault << " " << c.width << "x" << c.height);
-    CaptureFrameRecord record;
-    record.width = c.width;
-    record.height = c.height;
-    writer.unLockWriteBuffer(record, false);
+    CaptureFrameRecord record = frameRecord(c.width, c.height, 0);
+    writer.writer.unLockWriteBuffer(record, false);
     uint64_t kept = 0;
     if (c.headerField != kNoField) {
       kept = loadLittleEndian64(view + c.headerField);
@@ -247,7 +190,7 @@ TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLo
     if (c.headerField != kNoField) storeLittleEndian64(view + c.headerField, kept);
   }
 
-  publish(writer, 64, 48, 5000);
+  writer.publish(frameRecord(64, 48, 5000));
   filter->stream()->FillBuffer(sample);
   EXPECT_EQ(sample->IsSyncPoint(), S_OK);
   // This writer lays the top row first, so a host sees the picture upside down.
@@ -283,11 +226,10 @@ TEST_F(MemoryPath, SecondOutputSizeChoosesTheDeliveredSizeButNeverALargerOne) {
 
 TEST_F(MemoryPath, RecordThatCannotBeUnsealedIsReadPlainWithTheMutexGivenBack) {
   const uint64_t logStart = fileSizeOf(userLogFolder() + "zarncamvcam.log");
-  CaptureShareMemoryMgr writer(kFrameRegionBaseName);
   // Plain buffers 4 bytes off an 8-byte boundary: read as sealed, the buffer offset is a length
   // the cipher refuses.
-  writer.create(kFrameHeaderSize + 4, 64, 48, false, GetCurrentProcessId());
-  publish(writer, 64, 48, 1000);
+  FrameWriter writer(false, kFrameHeaderSize + 4);
+  writer.publish(frameRecord(64, 48, 1000));
   filter->stream()->FillBuffer(sample);
   EXPECT_EQ(sample->IsSyncPoint(), S_OK);
   expectRow(540, kPatternTopLeft, kPatternTopRight);
@@ -298,14 +240,12 @@ TEST_F(MemoryPath, RecordThatCannotBeUnsealedIsReadPlainWithTheMutexGivenBack) {
 // The first time-out after a mixer ends lets go of its region, so a restarted one makes its own.
 TEST_F(MemoryPath, MixerRestartedAfterATimeOutCreatesItsRegionAfresh) {
   {
-    CaptureShareMemoryMgr ended(kFrameRegionBaseName);
-    ended.create(kFrameHeaderSize, 64, 48, true, GetCurrentProcessId());
-    publish(ended, 64, 48, 1000);
+    FrameWriter ended;
+    ended.publish(frameRecord(64, 48, 1000));
     filter->stream()->FillBuffer(sample);
     ASSERT_EQ(sample->IsSyncPoint(), S_OK);
   }
   filter->stream()->FillBuffer(sample);
-  CaptureShareMemoryMgr restarted(kFrameRegionBaseName);
-  restarted.create(kFrameHeaderSize, 640, 480, true, GetCurrentProcessId());
-  EXPECT_TRUE(restarted.createdRegion());
+  FrameWriter restarted;
+  EXPECT_TRUE(restarted.writer.createdRegion());
 }

@@ -7,17 +7,15 @@
 
 #include "delivery/format_tags.h"
 #include "delivery/frame_dump.h"
-#include "link/capture_share_memory_mgr.h"
-#include "link/frame_region_layout.h"
 #include "link/test_pattern.h"
 #include "tests/delivery/allocated_sample.h"
 #include "tests/delivery/fake_clock.h"
+#include "tests/delivery/frame_writer.h"
 #include "tests/delivery/pin_beside_filter.h"
 #include "tests/gpu/served_texture_helper.h"
 
 namespace {
 
-const wchar_t kFrameRegionBaseName[] = L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY";
 const uint32_t kServedId = 77;
 const int kWidth = 64;
 const int kHeight = 48;
@@ -37,7 +35,6 @@ RgbaImage patternImage(int width, int height) {
 class TextureFrames : public ::testing::Test {
  protected:
   void SetUp() override {
-    writer.create(kFrameHeaderSize, kWidth, kHeight, true, GetCurrentProcessId());
     auto reader = std::make_unique<ServedTextureHelper>();
     served = reader.get();
     stream->m_pSharedTexHelper = std::move(reader);
@@ -45,26 +42,18 @@ class TextureFrames : public ::testing::Test {
 
   void publish(uint32_t width, uint32_t height, uint8_t isFullRange, uint8_t dumpFrame = 0,
                uint32_t textureId = kServedId) {
-    uint32_t offset = 0;
-    HANDLE mapping = nullptr;
-    ASSERT_NE(writer.lockWriteBuffer(offset, mapping), nullptr);
-    CaptureFrameRecord record;
-    record.width = width;
-    record.height = height;
-    record.timestampMs = ++timestamp;
-    record.frameKind = kTextureFrame;
-    record.textureId = textureId;
+    CaptureFrameRecord record = frameRecord(width, height, ++timestamp, textureId);
     record.is709 = 1;
     record.isFullRange = isFullRange;
     record.dumpFrame = dumpFrame;
-    writer.unLockWriteBuffer(record, true);
+    writer.publish(record);
   }
 
   FakeClock clock;
   PinBesideFilter<> pin{clock};
   OpenStream* stream = pin.stream.get();
   ServedTextureHelper* served = nullptr;
-  CaptureShareMemoryMgr writer{kFrameRegionBaseName};
+  FrameWriter writer;
   uint64_t timestamp = 5000;
 };
 

@@ -1,10 +1,8 @@
-#include "delivery/sws_converter.h"
+#include "delivery/sws_library_table.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
-
-#include "delivery/sws_library_table.h"
 
 namespace {
 
@@ -17,15 +15,6 @@ TEST(SwscaleLibraryTable, FolderOfPathKeepsTheLastSeparator) {
       {L"cam.ax", L""},
   };
   for (const auto& c : cases) EXPECT_EQ(std::wstring(c.second), folderOfPath(c.first));
-}
-
-// No FFmpeg libraries lie beside the test programs, as on most machines.
-TEST(SwsConverter, WorksWithoutTheLibraries) {
-  const SwscaleLibraryTable& table = SwscaleLibraryTable::instance();
-  EXPECT_FALSE(table.avcodecAllocFrame || table.avpictureFill || table.avFree ||
-               table.swsGetContext || table.swsScale || table.swsFreeContext);
-  SwsConverter first;
-  SwsConverter second;
 }
 
 }  // namespace
