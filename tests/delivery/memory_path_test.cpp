@@ -7,15 +7,13 @@
 #include <cstring>
 #include <thread>
 
-#include "diag/log_line_queue.h"
-#include "filter/vcam.h"
-#include "filter/vcam_stream.h"
 #include "link/byte_order.h"
 #include "link/frame_region_layout.h"
 #include "link/test_pattern.h"
 #include "tests/delivery/fake_clock.h"
-#include "tests/delivery/allocated_sample.h"
 #include "tests/delivery/frame_writer.h"
+#include "tests/delivery/guarded_sample.h"
+#include "tests/delivery/pin_beside_filter.h"
 #include "tests/support/child_process.h"
 #include "tests/support/log_files.h"
 
@@ -27,31 +25,17 @@ namespace {
 const int kWidth = 1280;
 const int kHeight = 720;
 
-// A camera as a host holds it, with one sample of the requested size from a real allocator.
-struct CameraWithSample {
-  CameraWithSample() {
-    LogLineQueue::create();
-    HRESULT hr = S_OK;
-    filter = static_cast<CVCam*>(CVCam::CreateInstance(nullptr, &hr));
-    filter->AddRef();
-  }
-
-  ~CameraWithSample() { filter->Release(); }
+// A pin as a host holds it, with one sample of the requested size that ends at a guard page.
+class MemoryPath : public ::testing::Test {
+ protected:
+  // Late enough that every throttled line is due.
+  MemoryPath() { clock.now = 0x40000000; }
 
   // The pixel at (x, y) of the picture: RGB samples hold it bottom row first.
   TestPatternColour at(int x, int y) const {
     const BYTE* p = pixels + ((kHeight - 1 - y) * kWidth + x) * 4;
     return {p[0], p[1], p[2]};
   }
-
-  CVCam* filter = nullptr;
-  AllocatedSample allocated{kWidth * kHeight * 4};
-  IMediaSample* sample = allocated.sample;
-  BYTE* pixels = allocated.pixels;
-};
-
-class MemoryPath : public ::testing::Test, protected CameraWithSample {
- protected:
   ::testing::AssertionResult isColour(int x, int y, TestPatternColour want) const {
     const TestPatternColour got = at(x, y);
     // Box filtering may take a few codes off a solid area.
@@ -67,13 +51,20 @@ class MemoryPath : public ::testing::Test, protected CameraWithSample {
   // Fills the sample until a mixer frame arrives, 50 tries at most.
   bool mixerFrameArrives() {
     sample->SetSyncPoint(FALSE);
-    for (int i = 0; i < 50 && sample->IsSyncPoint() != S_OK; ++i) filter->stream()->FillBuffer(sample);
+    for (int i = 0; i < 50 && sample->IsSyncPoint() != S_OK; ++i) stream->FillBuffer(sample);
     return sample->IsSyncPoint() == S_OK;
   }
   void expectRow(int y, TestPatternColour left, TestPatternColour right) {
     EXPECT_TRUE(isColour(320, y, left));
     EXPECT_TRUE(isColour(960, y, right));
   }
+
+  FakeClock clock;
+  PinBesideFilter<> pin{clock};
+  OpenStream* stream = pin.stream.get();
+  GuardedSample guarded{kWidth * kHeight * 4};
+  IMediaSample* sample = &guarded.sample;
+  BYTE* pixels = guarded.memory.data();
 };
 
 // Lines of this process from byte `from` of the log on that hold `text`.
@@ -127,7 +118,7 @@ TEST_F(MemoryPath, RepeatedAndOlderTimeStampsAdvanceByHalfAPeriodInMediaTimeOnly
   for (const auto& step : steps) {
     SCOPED_TRACE(step[1]);
     writer.publish(frameRecord(64, 48, uint64_t(step[0])));
-    filter->stream()->FillBuffer(sample);
+    stream->FillBuffer(sample);
     REFERENCE_TIME start = 0, stop = 0;
     ASSERT_EQ(sample->GetMediaTime(&start, &stop), S_OK);
     EXPECT_EQ(start, step[1]);
@@ -140,11 +131,6 @@ TEST_F(MemoryPath, RepeatedAndOlderTimeStampsAdvanceByHalfAPeriodInMediaTimeOnly
 // A writer that lies about its frame gets the placeholder path, and one line a minute naming the
 // fault; a good record after it is delivered as before.
 TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLoggedOnce) {
-  struct InstalledClock : FakeClock {
-    InstalledClock() { setPlatform(this); }
-    ~InstalledClock() { setPlatform(nullptr); }
-  } clock;
-  clock.now = 0x40000000;
   FrameWriter writer;
   uint8_t* view = writer.region();
   const uint64_t regionSize = writer.writer.getRegionSize();
@@ -178,7 +164,7 @@ TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLo
     for (int i = 0; i < 2; ++i) {
       std::memset(pixels, 0x5A, sampleBytes);
       sample->SetSyncPoint(FALSE);
-      filter->stream()->FillBuffer(sample);
+      stream->FillBuffer(sample);
       EXPECT_NE(sample->IsSyncPoint(), S_OK);
       // The stored picture, though this stream met a mixer first: its bottom row is the
       // gradient's lower colour.
@@ -191,7 +177,7 @@ TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLo
   }
 
   writer.publish(frameRecord(64, 48, 5000));
-  filter->stream()->FillBuffer(sample);
+  stream->FillBuffer(sample);
   EXPECT_EQ(sample->IsSyncPoint(), S_OK);
   // This writer lays the top row first, so a host sees the picture upside down.
   expectRow(540, kPatternTopLeft, kPatternTopRight);
@@ -199,10 +185,9 @@ TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLo
 
 TEST_F(MemoryPath, SampleSmallerThanTheRequestedFrameIsLeftAlone) {
   const long bytes = kWidth * kHeight * 4 - 4;
-  AllocatedSample small(bytes);
-  std::memset(small.pixels, 0x5A, bytes);
-  filter->stream()->FillBuffer(small.sample);
-  EXPECT_EQ(std::count(small.pixels, small.pixels + bytes, 0x5A), bytes);
+  GuardedSample small(bytes, 0x5A);
+  stream->FillBuffer(&small.sample);
+  EXPECT_EQ(std::count(small.memory.data(), small.memory.data() + bytes, 0x5A), bytes);
 }
 
 TEST_F(MemoryPath, SecondOutputSizeChoosesTheDeliveredSizeButNeverALargerOne) {
@@ -215,10 +200,10 @@ TEST_F(MemoryPath, SecondOutputSizeChoosesTheDeliveredSizeButNeverALargerOne) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.width);
     OutputSizeList sizes = {{kWidth, kHeight}, {c.width, c.height}};
-    ASSERT_EQ(filter->stream()->SetOutputWidthHeight(&sizes), S_OK);
+    ASSERT_EQ(stream->SetOutputWidthHeight(&sizes), S_OK);
     ASSERT_TRUE(mixerFrameArrives());
     int width = 0, height = 0;
-    filter->stream()->GetOutputWidthHeight(&width, &height);
+    stream->GetOutputWidthHeight(&width, &height);
     EXPECT_EQ(width, c.deliveredWidth);
     EXPECT_EQ(height, c.deliveredHeight);
   }
@@ -230,7 +215,7 @@ TEST_F(MemoryPath, RecordThatCannotBeUnsealedIsReadPlainWithTheMutexGivenBack) {
   // the cipher refuses.
   FrameWriter writer(false, kFrameHeaderSize + 4);
   writer.publish(frameRecord(64, 48, 1000));
-  filter->stream()->FillBuffer(sample);
+  stream->FillBuffer(sample);
   EXPECT_EQ(sample->IsSyncPoint(), S_OK);
   expectRow(540, kPatternTopLeft, kPatternTopRight);
   EXPECT_EQ(linesWith(logStart, "zarnmixer lockReadBuffer error std::exception!"), 1);
@@ -242,10 +227,10 @@ TEST_F(MemoryPath, MixerRestartedAfterATimeOutCreatesItsRegionAfresh) {
   {
     FrameWriter ended;
     ended.publish(frameRecord(64, 48, 1000));
-    filter->stream()->FillBuffer(sample);
+    stream->FillBuffer(sample);
     ASSERT_EQ(sample->IsSyncPoint(), S_OK);
   }
-  filter->stream()->FillBuffer(sample);
+  stream->FillBuffer(sample);
   FrameWriter restarted;
   EXPECT_TRUE(restarted.writer.createdRegion());
 }

@@ -8,9 +8,9 @@
 #include "delivery/format_tags.h"
 #include "delivery/frame_dump.h"
 #include "link/test_pattern.h"
-#include "tests/delivery/allocated_sample.h"
 #include "tests/delivery/fake_clock.h"
 #include "tests/delivery/frame_writer.h"
+#include "tests/delivery/guarded_sample.h"
 #include "tests/delivery/pin_beside_filter.h"
 #include "tests/gpu/served_texture_helper.h"
 
@@ -76,19 +76,19 @@ TEST_F(TextureFrames, TextureOfTheTargetSizeGoesStraightIntoTheSampleBottomRowFi
   for (int bitCount : {32, 24}) {
     SCOPED_TRACE(bitCount);
     stream->request(kWidth, kHeight, bitCount, kTagRGBA);
-    AllocatedSample sample(kWidth * kHeight * 4);
+    GuardedSample sample(kWidth * kHeight * 4);
     publish(kWidth, kHeight, 1);
-    stream->deliver(sample.sample);
+    stream->deliver(&sample.sample);
     const int bytes = bitCount / 8;
     for (int y : {0, kHeight / 2 - 1, kHeight - 1}) {
       for (int x : {0, kWidth - 1}) {
         const uint8_t* want = &picture[(size_t(y) * kWidth + x) * 4];
-        EXPECT_EQ(rgbAt(sample.pixels, bytes, kWidth, kHeight, x, y),
+        EXPECT_EQ(rgbAt(sample.memory.data(), bytes, kWidth, kHeight, x, y),
                   (std::vector<int>{want[2], want[1], want[0]}))
             << "(" << x << ", " << y << ")";
       }
     }
-    EXPECT_TRUE(stamped(sample.sample));
+    EXPECT_TRUE(stamped(&sample.sample));
   }
 }
 
@@ -133,22 +133,21 @@ TEST_F(TextureFrames, LimitedRangeFromTheMixerReachesRgbHostsOnlyWhenListed) {
     SCOPED_TRACE(testing::Message() << int(c.recordFullRange) << c.limitedHost);
     stream->m_isLimitedRgbHost = c.limitedHost;
     stream->request(kWidth, kHeight, 24, kTagRGBA);
-    AllocatedSample sample(kWidth * kHeight * 3);
+    GuardedSample sample(kWidth * kHeight * 3);
     publish(kWidth, kHeight, c.recordFullRange);
-    stream->deliver(sample.sample);
-    EXPECT_EQ(rgbAt(sample.pixels, 3, kWidth, kHeight, 5, 5), (std::vector<int>(3, c.white)));
+    stream->deliver(&sample.sample);
+    EXPECT_EQ(rgbAt(sample.memory.data(), 3, kWidth, kHeight, 5, 5), (std::vector<int>(3, c.white)));
   }
 }
 
 TEST_F(TextureFrames, UnreadableTextureLeavesTheSampleAsItWasButStampsIt) {
   stream->request(kWidth, kHeight, 32, kTagRGBA);
-  AllocatedSample sample(kWidth * kHeight * 4);
-  std::memset(sample.pixels, 0x5A, kWidth * kHeight * 4);
+  GuardedSample sample(kWidth * kHeight * 4, 0x5A);
   publish(kWidth, kHeight, 1);
-  stream->deliver(sample.sample);
-  EXPECT_EQ(sample.pixels[0], 0x5A);
-  EXPECT_EQ(sample.pixels[kWidth * kHeight * 4 - 1], 0x5A);
-  EXPECT_TRUE(stamped(sample.sample));
+  stream->deliver(&sample.sample);
+  EXPECT_EQ(sample.memory.data()[0], 0x5A);
+  EXPECT_EQ(sample.memory.data()[kWidth * kHeight * 4 - 1], 0x5A);
+  EXPECT_TRUE(stamped(&sample.sample));
 }
 
 TEST_F(TextureFrames, DumpRequestedOnEveryFrameWritesAtMostOneFileInFiveSeconds) {
@@ -173,11 +172,11 @@ TEST_F(TextureFrames, DumpRequestedOnEveryFrameWritesAtMostOneFileInFiveSeconds)
   for (uint32_t bitCount : {32u, 24u}) {
     SCOPED_TRACE(bitCount);
     stream->request(kWidth, kHeight, bitCount, kTagRGBA);
-    AllocatedSample sample(kWidth * kHeight * 4);
+    GuardedSample sample(kWidth * kHeight * 4);
     for (int frame = 0; frame < 3; ++frame) {
       clock.now += 1000;
       publish(kWidth, kHeight, 1, 1);
-      stream->deliver(sample.sample);
+      stream->deliver(&sample.sample);
     }
     clock.now += 5001;
     EXPECT_EQ(takeDumps(true), 1);
