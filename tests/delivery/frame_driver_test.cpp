@@ -16,7 +16,7 @@ namespace {
 
 const wchar_t kFrameEventName[] = L"ZARNCAM_INT_DEF_SINGLE_SYNFRAME_EVENT_20180212";
 
-// A pin whose two paths are scripted, beside the filter's own pin.
+// A pin whose memory path is scripted, beside the filter's own pin.
 class ScriptedStream : public CVCamStream {
  public:
   explicit ScriptedStream(CVCam* filter, HRESULT* hr) : CVCamStream(hr, filter, L"scripted") {}
@@ -25,7 +25,6 @@ class ScriptedStream : public CVCamStream {
     ++memoryCalls;
     if (memoryScript) memoryScript();
   }
-  void FillBufferVideoDirectOutput() override { ++directCalls; }
 
   void breakFrameEvent() {
     if (m_hSynFrameEvent) CloseHandle(m_hSynFrameEvent);
@@ -34,11 +33,6 @@ class ScriptedStream : public CVCamStream {
 
   std::function<void()> memoryScript;
   int memoryCalls = 0;
-  int directCalls = 0;
-};
-
-struct NoClientOutput : IZarnCameraOutput {
-  HRESULT STDMETHODCALLTYPE OnCameraTexture(LUID, uint32_t, int64_t) override { return S_OK; }
 };
 
 // Lines of process `pid` logged from byte `from` on that hold `text`.
@@ -106,16 +100,6 @@ TEST_F(FrameDriver, FailedWaitGivesSFalseAndRunsNoPath) {
   EXPECT_EQ(stream->FillBuffer(nullptr), S_FALSE);
   EXPECT_EQ(stream->memoryCalls, 1);
   EXPECT_EQ(linesContaining(logStart, "WaitForSingleObject m_hSynFrameEvent is FAILED").size(), 1u);
-}
-
-TEST_F(FrameDriver, ClientOutputSelectsTheDirectPathAtEachCall) {
-  NoClientOutput client;
-  stream->SetZarnCameraOutput(&client);
-  stream->FillBuffer(nullptr);
-  stream->SetZarnCameraOutput(nullptr);
-  stream->FillBuffer(nullptr);
-  EXPECT_EQ(stream->directCalls, 1);
-  EXPECT_EQ(stream->memoryCalls, 1);
 }
 
 TEST_F(FrameDriver, EachExceptionKindReachesItsArmAndTheOneNotice) {
