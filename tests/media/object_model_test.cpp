@@ -26,10 +26,7 @@ class PersistObject : public CUnknown, public IPersist {
     }
     return CUnknown::NonDelegatingQueryInterface(riid, ppv);
   }
-  STDMETHODIMP GetClassID(CLSID* clsid) override {
-    *clsid = kTestClsid;
-    return S_OK;
-  }
+  STDMETHODIMP GetClassID(CLSID*) override { return E_NOTIMPL; }
 
   static CUnknown* WINAPI CreateInstance(LPUNKNOWN outer, HRESULT*) {
     return new PersistObject(outer);
