@@ -32,19 +32,11 @@ const int kDenied = 5;
 
 CMediaType videoType(const GUID& subtype, LONG width, LONG height, WORD bitCount, DWORD compression,
                      REFERENCE_TIME period) {
-  CMediaType type(&MEDIATYPE_Video);
+  CMediaType type = zarn::test::videoType(width, height);
   type.SetSubtype(&subtype);
-  type.SetFormatType(&FORMAT_VideoInfo);
-  auto* format =
-      reinterpret_cast<VIDEOINFOHEADER*>(type.AllocFormatBuffer(sizeof(VIDEOINFOHEADER)));
-  ZeroMemory(format, sizeof(VIDEOINFOHEADER));
-  format->AvgTimePerFrame = period;
-  format->bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
-  format->bmiHeader.biWidth = width;
-  format->bmiHeader.biHeight = height;
-  format->bmiHeader.biPlanes = 1;
-  format->bmiHeader.biBitCount = bitCount;
-  format->bmiHeader.biCompression = compression;
+  reinterpret_cast<VIDEOINFOHEADER*>(type.pbFormat)->AvgTimePerFrame = period;
+  headerOf(type).biBitCount = bitCount;
+  headerOf(type).biCompression = compression;
   return type;
 }
 

@@ -71,15 +71,6 @@ TEST_F(VCamFilter, PauseNeitherTakesNorGivesTheCamera) {
   EXPECT_EQ(holder(), 0u);
 }
 
-TEST_F(VCamFilter, StopOfAFilterNeverRunLeavesAnotherHoldersClaim) {
-  mixer.setOpeningProcessId(4242);
-  {
-    HeldFilter filter;
-    filter->Stop();
-  }
-  EXPECT_EQ(holder(), 4242u);
-}
-
 TEST_F(VCamFilter, PinInterfacesReachThePinFromTheFilterButShareSampleDoesNot) {
   HeldFilter filter;
   IUnknown* part = nullptr;
