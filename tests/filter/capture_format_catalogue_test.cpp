@@ -7,11 +7,8 @@
 #include <string>
 
 #include "filter/media_subtypes.h"
-#include "filter/vcam.h"
-#include "filter/vcam_stream.h"
 #include "media/media_type.h"
 #include "tests/filter/held_filter.h"
-#include "tests/filter/mixer_record.h"
 #include "tests/media/media_test_support.h"
 #include "tests/support/child_process.h"
 

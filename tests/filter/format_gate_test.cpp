@@ -8,12 +8,9 @@
 
 #include "delivery/format_tags.h"
 #include "filter/media_subtypes.h"
-#include "filter/vcam.h"
-#include "filter/vcam_stream.h"
 #include "host/platform.h"
 #include "media/media_type.h"
 #include "tests/filter/held_filter.h"
-#include "tests/filter/mixer_record.h"
 #include "tests/media/media_test_support.h"
 #include "tests/media/test_filters.h"
 #include "tests/support/child_process.h"
@@ -116,25 +113,8 @@ TEST_F(FormatGate, SetFormatRefusesBadTypesWithTheBareValueAndKeepsTheCurrentTyp
   }
 }
 
-TEST_F(FormatGate, SetFormatOnAnUnconnectedPinReplacesTheCurrentTypeAndPublishesNothing) {
-  HeldFilter held;
-  // No catalogue row is NV12, yet the type is taken.
-  CMediaType nv12 = videoType(MEDIASUBTYPE_NV12, 640, 480, 12, kTagNV12, 333333);
-  ASSERT_EQ(held.pin()->SetFormat(&nv12), S_OK);
-  CMediaType current;
-  held.pin()->GetMediaType(0, &current);
-  EXPECT_TRUE(current == nv12);
-  AM_MEDIA_TYPE* got = nullptr;
-  ASSERT_EQ(held.pin()->GetFormat(&got), S_OK);
-  EXPECT_TRUE(CMediaType(*got) == nv12);
-  DeleteMediaType(got);
-  EXPECT_EQ(held.pin()->CheckMediaType(&nv12), S_OK);
-  EXPECT_EQ(mixer.getOpeningProcessId(), 0u);
-  EXPECT_EQ(published().width, 1280);
-}
-
-TEST_F(FormatGate, SetMediaTypePublishesTheRequestAndClaimsTheCamera) {
-  const struct {
+TEST_F(FormatGate, SetFormatOnAnUnconnectedPinOnlyTakesTheTypeAndSetMediaTypePublishesAndClaims) {
+  struct {
     const char* name;
     CMediaType type;
     int32_t fps;
@@ -143,12 +123,23 @@ TEST_F(FormatGate, SetMediaTypePublishesTheRequestAndClaimsTheCamera) {
       {"rgb24", videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, BI_RGB, 333333), 30, kTagRGB3},
       {"rgb32", videoType(MEDIASUBTYPE_RGB32, 1920, 1080, 32, BI_RGB, 400000), 25, kTagRGB4},
       {"i420", videoType(MEDIASUBTYPE_I420, 324, 360, 12, kTagI420, 166666), 60, kTagI420},
+      // No catalogue row is NV12, yet the type is taken.
       {"nv12", videoType(MEDIASUBTYPE_NV12, 800, 600, 12, kTagNV12, 666666), 15, kTagNV12},
   };
-  for (const auto& c : cases) {
+  for (auto& c : cases) {
     SCOPED_TRACE(c.name);
     mixer.setOpeningProcessId(0);
+    const Published before = published();
     HeldFilter held;
+    ASSERT_EQ(held.pin()->SetFormat(&c.type), S_OK);
+    AM_MEDIA_TYPE* got = nullptr;
+    ASSERT_EQ(held.pin()->GetFormat(&got), S_OK);
+    EXPECT_TRUE(CMediaType(*got) == c.type);
+    DeleteMediaType(got);
+    EXPECT_EQ(held.pin()->CheckMediaType(&c.type), S_OK);
+    EXPECT_EQ(mixer.getOpeningProcessId(), 0u);
+    EXPECT_EQ(published().width, before.width);
+
     ASSERT_EQ(held.pin()->SetMediaType(&c.type), S_OK);
     Published p = published();
     EXPECT_EQ(p.width, headerOf(c.type).biWidth);

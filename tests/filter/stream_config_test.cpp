@@ -5,11 +5,8 @@
 #include "delivery/format_tags.h"
 #include "filter/capture_format_catalogue.h"
 #include "filter/media_subtypes.h"
-#include "filter/vcam.h"
-#include "filter/vcam_stream.h"
 #include "media/media_type.h"
 #include "tests/filter/held_filter.h"
-#include "tests/filter/mixer_record.h"
 
 namespace {
 
@@ -127,10 +124,6 @@ TEST_F(StreamConfig, PinCategoryIsCaptureAndTheOnlyPropertyKnown) {
   EXPECT_EQ(support, DWORD(KSPROPERTY_SUPPORT_GET));
   EXPECT_EQ(pin->QuerySupported(otherSet, AMPROPERTY_PIN_CATEGORY, &support),
             E_PROP_SET_UNSUPPORTED);
-  EXPECT_EQ(pin->QuerySupported(AMPROPSETID_Pin, 1, &support), E_PROP_ID_UNSUPPORTED);
-  GUID category = GUID_NULL;
-  EXPECT_EQ(pin->Set(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &category, 16),
-            E_NOTIMPL);
 }
 
 TEST_F(StreamConfig, NullOutPointersAreRefused) {

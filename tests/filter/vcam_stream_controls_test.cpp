@@ -2,7 +2,6 @@
 #include <windows.h>
 
 #include "tests/filter/held_filter.h"
-#include "tests/filter/mixer_record.h"
 
 namespace {
 

@@ -5,10 +5,8 @@
 
 #include <cstdio>
 
-#include "filter/vcam_stream.h"
 #include "filter/zarn_interfaces.h"
 #include "tests/filter/held_filter.h"
-#include "tests/filter/mixer_record.h"
 #include "tests/support/child_process.h"
 
 using zarn::test::ChildProcess;
