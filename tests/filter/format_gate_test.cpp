@@ -3,7 +3,6 @@
 #include <dshow.h>
 
 #include <cstdio>
-#include <cstring>
 #include <string>
 
 #include "delivery/format_tags.h"
@@ -72,11 +71,6 @@ ZARN_CHILD_ROLE(format_call) {
   }
   setPlatform(nullptr);
   return result == S_OK ? kGranted : result == E_ACCESSDENIED ? kDenied : 1;
-}
-
-ZARN_CHILD_ROLE(idle) {
-  Sleep(20000);
-  return 0;
 }
 
 TEST_F(FormatGate, SetFormatRefusesBadTypesWithTheBareValueAndKeepsTheCurrentType) {
@@ -153,57 +147,55 @@ TEST_F(FormatGate, SetFormatOnAnUnconnectedPinOnlyTakesTheTypeAndSetMediaTypePub
 TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANotice) {
   InstallLayout install(Layout::ApplicationOneUp);
   ASSERT_TRUE(install.copied);
-  ChildProcess gone = ChildProcess::startRole("idle");
-  gone.kill();
+  // A role no one plays: the process ends at once.
+  ChildProcess gone = ChildProcess::startRole("none");
   ASSERT_TRUE(gone.wait(10000));
 
   enum class Holder { None, Live, Gone };
+  enum class Claim { Kept, Cleared, Asker };
   struct Case {
-    const char* call;
+    const wchar_t* call;
     bool enabled;
     Holder holder;
     int exitCode;
-    bool notice;
+    Claim claim;
   };
   const Case cases[] = {
-      {"setformat", false, Holder::None, kDenied, false},
+      {L"setformat", false, Holder::None, kDenied, Claim::Kept},
       // A switched-off mixer is answered before a dead holder is cleared.
-      {"setformat", false, Holder::Gone, kDenied, false},
-      {"setformat", true, Holder::Live, kDenied, true},
-      {"setmediatype", true, Holder::Live, kDenied, true},
-      {"setformat", true, Holder::Gone, kGranted, false},
-      {"setmediatype", true, Holder::Gone, kGranted, false},
+      {L"setformat", false, Holder::Gone, kDenied, Claim::Kept},
+      {L"setformat", true, Holder::Live, kDenied, Claim::Kept},
+      {L"setmediatype", true, Holder::Live, kDenied, Claim::Kept},
+      // Only SetMediaType goes on to publish and claim for the asking host.
+      {L"setformat", true, Holder::Gone, kGranted, Claim::Cleared},
+      {L"setmediatype", true, Holder::Gone, kGranted, Claim::Asker},
   };
-  // This test process is the live holder; the installed copy is the host that asks.
+  // This test process is the live holder, the only one the asking host is told of; the installed
+  // copy is the host that asks.
   const uint32_t pids[] = {0, GetCurrentProcessId(), gone.pid()};
   for (const Case& c : cases) {
     const uint32_t holder = pids[int(c.holder)];
-    SCOPED_TRACE(std::string(c.call) + (c.enabled ? " enabled" : " disabled") + " holder " +
-                 std::to_string(holder));
+    SCOPED_TRACE(testing::Message() << c.call << (c.enabled ? " enabled" : " disabled")
+                                    << " holder " << holder);
     DeleteFileW(install.log().c_str());
     mixer.setEnableVCamConnect(c.enabled);
     mixer.setOpeningProcessId(holder);
 
-    ChildProcess host =
-        install.start(L"--child format_call " + std::wstring(c.call, c.call + strlen(c.call)));
+    ChildProcess host = install.start(L"--child format_call " + std::wstring(c.call));
     auto code = host.wait(20000);
     ASSERT_TRUE(code);
     EXPECT_EQ(*code, DWORD(c.exitCode));
 
-    std::string log = install.waitForLog(c.notice ? 1 : 0);
-    if (c.notice) {
+    const bool notice = c.holder == Holder::Live;
+    std::string log = install.waitForLog(notice ? 1 : 0);
+    if (notice) {
       EXPECT_NE(log.find("\"zarncampro://VirtualCamBeUsed/name="), std::string::npos) << log;
       EXPECT_NE(log.find("&pid=" + std::to_string(holder) + "\""), std::string::npos) << log;
     } else {
       EXPECT_EQ(log, "");
     }
-
-    uint32_t expected = holder;
-    if (c.enabled && c.holder == Holder::Gone) {
-      // Cleared; only SetMediaType goes on to publish and claim for the asking host.
-      expected = std::string(c.call) == "setmediatype" ? host.pid() : 0;
-    }
-    EXPECT_EQ(mixer.getOpeningProcessId(), expected);
+    const uint32_t claims[] = {holder, 0, host.pid()};
+    EXPECT_EQ(mixer.getOpeningProcessId(), claims[int(c.claim)]);
   }
 }
 

@@ -6,6 +6,7 @@
 #include <dshow.h>
 
 #include <string>
+#include <vector>
 
 #include "tests/support/child_process.h"
 
@@ -41,43 +42,33 @@ bool keyExists(const wchar_t* key) {
   return true;
 }
 
-struct Camera {
-  int count = 0;
-  IMoniker* moniker = nullptr;  // the first one found
-};
-
-// The video input devices whose friendly name is the camera's, as a capture application lists them.
-Camera enumerateCameras() {
-  Camera found;
+// The video input devices named as the camera, as a capture application lists them.
+std::vector<IMoniker*> cameras() {
+  std::vector<IMoniker*> found;
   ICreateDevEnum* devices = nullptr;
-  if (FAILED(CoCreateInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_INPROC_SERVER,
-                              IID_ICreateDevEnum, reinterpret_cast<void**>(&devices)))) {
-    ADD_FAILURE() << "no system device enumerator";
-    return found;
-  }
   IEnumMoniker* monikers = nullptr;
-  if (devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, &monikers, 0) == S_OK) {
+  CoCreateInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_INPROC_SERVER, IID_ICreateDevEnum,
+                   reinterpret_cast<void**>(&devices));
+  if (devices &&
+      devices->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, &monikers, 0) == S_OK) {
     IMoniker* moniker = nullptr;
     while (monikers->Next(1, &moniker, nullptr) == S_OK) {
       IPropertyBag* bag = nullptr;
       VARIANT name;
       VariantInit(&name);
-      if (SUCCEEDED(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag,
-                                           reinterpret_cast<void**>(&bag))) &&
-          SUCCEEDED(bag->Read(L"FriendlyName", &name, nullptr)) && name.vt == VT_BSTR &&
+      moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, reinterpret_cast<void**>(&bag));
+      if (bag && SUCCEEDED(bag->Read(L"FriendlyName", &name, nullptr)) && name.vt == VT_BSTR &&
           wcscmp(name.bstrVal, L"ZarnCam Pro") == 0) {
-        if (found.count++ == 0) {
-          found.moniker = moniker;
-          moniker->AddRef();
-        }
+        found.push_back(moniker);
+      } else {
+        moniker->Release();
       }
       VariantClear(&name);
       if (bag) bag->Release();
-      moniker->Release();
     }
     monikers->Release();
   }
-  devices->Release();
+  if (devices) devices->Release();
   return found;
 }
 
@@ -120,12 +111,12 @@ TEST_F(Registration, RegisteringTwiceLeavesOneBindableCameraAndUnregisteringRemo
       << stringValue(server.c_str(), nullptr);
   EXPECT_EQ(L"Both", stringValue(server.c_str(), L"ThreadingModel"));
   EXPECT_TRUE(keyExists(kGeneralFilterEntry));
-  Camera camera = enumerateCameras();
-  ASSERT_EQ(1, camera.count);
+  std::vector<IMoniker*> found = cameras();
+  ASSERT_EQ(1u, found.size());
   IBaseFilter* filter = nullptr;
-  ASSERT_EQ(S_OK, camera.moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter,
-                                               reinterpret_cast<void**>(&filter)));
-  camera.moniker->Release();
+  ASSERT_EQ(S_OK, found[0]->BindToObject(nullptr, nullptr, IID_IBaseFilter,
+                                         reinterpret_cast<void**>(&filter)));
+  found[0]->Release();
   // The filter came from this very module, loaded once for the process.
   EXPECT_EQ(S_FALSE, canUnloadNow());
   EXPECT_EQ(0u, filter->Release());
@@ -139,7 +130,7 @@ TEST_F(Registration, RegisteringTwiceLeavesOneBindableCameraAndUnregisteringRemo
   EXPECT_EQ(S_OK, unregisterServer());
   EXPECT_FALSE(keyExists(kClassKey));
   EXPECT_FALSE(keyExists(kGeneralFilterEntry));
-  EXPECT_EQ(0, enumerateCameras().count);
+  EXPECT_TRUE(cameras().empty());
 }
 
 TEST_F(Registration, ModuleInAFolderOutsideTheCodePageRegistersItsTruePath) {
