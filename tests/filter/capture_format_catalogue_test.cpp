@@ -45,15 +45,16 @@ TEST(CaptureFormatCatalogue, RowsDependOnTheHostsName) {
   }
 }
 
-TEST(MediaTypeNegotiation, OnlyTheCurrentTypeWithinTheSizeBoundsIsAccepted) {
-  HeldFilter held;
+using MediaTypeNegotiation = HeldPin;
+
+TEST_F(MediaTypeNegotiation, OnlyTheCurrentTypeWithinTheSizeBoundsIsAccepted) {
   CMediaType other, topDown;
-  held.pin()->GetMediaType(2, &other);
-  held.pin()->GetMediaType(0, &topDown);
+  pin->GetMediaType(2, &other);
+  pin->GetMediaType(0, &topDown);
   headerOf(topDown).biHeight = -1080;
-  EXPECT_EQ(held.pin()->CheckMediaType(&other), E_INVALIDARG);
-  EXPECT_EQ(held.pin()->CheckMediaType(&topDown), E_INVALIDARG);
-  EXPECT_EQ(held.pin()->CheckMediaType(nullptr), E_POINTER);
+  EXPECT_EQ(pin->CheckMediaType(&other), E_INVALIDARG);
+  EXPECT_EQ(pin->CheckMediaType(&topDown), E_INVALIDARG);
+  EXPECT_EQ(pin->CheckMediaType(nullptr), E_POINTER);
   const struct {
     LONG width, height;
     HRESULT want;
@@ -62,26 +63,25 @@ TEST(MediaTypeNegotiation, OnlyTheCurrentTypeWithinTheSizeBoundsIsAccepted) {
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.width << "x" << c.height);
     CMediaType type;
-    held.pin()->GetMediaType(0, &type);
+    pin->GetMediaType(0, &type);
     headerOf(type).biWidth = c.width;
     headerOf(type).biHeight = c.height;
-    ASSERT_EQ(held.pin()->SetFormat(&type), S_OK);
-    EXPECT_EQ(held.pin()->CheckMediaType(&type), c.want);
+    ASSERT_EQ(pin->SetFormat(&type), S_OK);
+    EXPECT_EQ(pin->CheckMediaType(&type), c.want);
   }
 }
 
-TEST(MediaTypeNegotiation, BufferHoldsTheWholeFrameWhateverTheImageSizeSays) {
-  HeldFilter held;
+TEST_F(MediaTypeNegotiation, BufferHoldsTheWholeFrameWhateverTheImageSizeSays) {
   CMediaType type;
-  held.pin()->GetMediaType(0, &type);
+  pin->GetMediaType(0, &type);
   auto& header = headerOf(type);
   header.biWidth = 640;
   header.biHeight = 480;
   header.biSizeImage = 1000;
-  ASSERT_EQ(held.pin()->SetFormat(&type), S_OK);
+  ASSERT_EQ(pin->SetFormat(&type), S_OK);
   IMemAllocator* allocator = zarn::test::newMemAllocator();
   ALLOCATOR_PROPERTIES properties = {0, 0, 1, 0};
-  EXPECT_EQ(held.pin()->DecideBufferSize(allocator, &properties), S_OK);
+  EXPECT_EQ(pin->DecideBufferSize(allocator, &properties), S_OK);
   EXPECT_GE(properties.cbBuffer, 640 * 480 * header.biBitCount / 8);
   allocator->Release();
 }

@@ -54,3 +54,10 @@ class MixerRecord : public ::testing::Test {
 inline BITMAPINFOHEADER& headerOf(const AM_MEDIA_TYPE& type) {
   return reinterpret_cast<VIDEOINFOHEADER*>(type.pbFormat)->bmiHeader;
 }
+
+// A held camera beside the mixer's record, for the pin's own interfaces.
+class HeldPin : public MixerRecord {
+ protected:
+  HeldFilter held;
+  CVCamStream* const pin = held.pin();
+};

@@ -8,15 +8,7 @@
 #include "media/media_type.h"
 #include "tests/filter/held_filter.h"
 
-namespace {
-
-class StreamConfig : public MixerRecord {
- protected:
-  HeldFilter held;
-  CVCamStream* const pin = held.pin();
-};
-
-}  // namespace
+using StreamConfig = HeldPin;
 
 TEST_F(StreamConfig, EachCapabilityIsOneExactCatalogueRow) {
   int count = 0, size = 0;
