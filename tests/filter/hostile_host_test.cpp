@@ -36,11 +36,24 @@ const DWORD kSampleWaitMs = 400;
 std::string g_recent[12];
 std::atomic<unsigned> g_calls{0};
 uint32_t g_seed = 0;
+DWORD g_hostThread = 0;
 
-// Prints the code, the seed and the last calls, which replay the crash.
+// Prints the code, the thread, the faulting stack (for addr2line) and the last calls.
 LONG WINAPI reportCrash(EXCEPTION_POINTERS* info) {
-  std::printf("[hostile host] CRASH 0x%08lX, seed %u, after call %u; the last calls:\n",
-              info->ExceptionRecord->ExceptionCode, g_seed, g_calls.load());
+  std::printf("[hostile host] CRASH 0x%08lX on the %s thread, seed %u, after call %u; stack:",
+              info->ExceptionRecord->ExceptionCode,
+              GetCurrentThreadId() == g_hostThread ? "host's" : "worker", g_seed, g_calls.load());
+  CONTEXT context = *info->ContextRecord;
+  for (int frame = 0; frame < 10 && context.Rip; ++frame) {
+    std::printf(" %llx", static_cast<unsigned long long>(context.Rip));
+    DWORD64 base = 0, frameBase = 0;
+    void* handlerData = nullptr;
+    RUNTIME_FUNCTION* entry = RtlLookupFunctionEntry(context.Rip, &base, nullptr);
+    if (!entry) break;
+    RtlVirtualUnwind(UNW_FLAG_NHANDLER, base, context.Rip, entry, &context, &handlerData,
+                     &frameBase, nullptr);
+  }
+  std::printf("\nthe last calls:\n");
   for (unsigned i = 12; i > 0; --i) {
     if (g_calls >= i) std::printf("  %s\n", g_recent[(g_calls - i) % 12].c_str());
   }
@@ -263,6 +276,7 @@ ZARN_CHILD_ROLE(hostile_host) {
   const unsigned calls = std::stoul(args.at(1));
   const ULONGLONG seconds = std::stoull(args.at(2));
   const ULONGLONG deadline = seconds ? GetTickCount64() + seconds * 1000 : ~0ull;
+  g_hostThread = GetCurrentThreadId();
   SetUnhandledExceptionFilter(reportCrash);
   CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   QuietPlatform quiet;
