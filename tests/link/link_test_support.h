@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <stdexcept>
+#include <string>
 
 inline const wchar_t kFrameRegionBase[] = L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY";
 inline const wchar_t kFrameMappingName[] =
@@ -37,4 +39,14 @@ inline bool regionGone(const wchar_t* name) {
 inline int idleUntilKilled() {
   Sleep(60000);
   return 3;
+}
+
+// The message of what `run` throws; empty when it returns.
+inline std::string thrownMessage(const std::function<void()>& run) {
+  try {
+    run();
+  } catch (const std::exception& e) {
+    return e.what();
+  }
+  return "";
 }
