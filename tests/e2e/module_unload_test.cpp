@@ -4,8 +4,7 @@
 #include <windows.h>
 #include <dshow.h>
 
-#include "tests/e2e/registered_module.h"
-#include "tests/support/child_process.h"
+#include "tests/e2e/registered_camera.h"
 
 using zarn::test::ChildProcess;
 
@@ -47,9 +46,9 @@ ZARN_CHILD_ROLE(host_that_lets_go) {
   return loaded ? 1 : 0;
 }
 
-TEST(ModuleUnload, HostThatReleasedEverythingUnloadsTheModule) {
-  zarn::test::RegisteredModule module(zarn::test::executableFolder() + kModuleName);
-  ASSERT_EQ(module.result(), S_OK);
+using ModuleUnload = zarn::test::RegisteredCameraTest;
+
+TEST_F(ModuleUnload, HostThatReleasedEverythingUnloadsTheModule) {
   ChildProcess host = ChildProcess::startRole("host_that_lets_go");
   EXPECT_EQ(host.wait(60000), std::optional<DWORD>(0));
 }

@@ -15,31 +15,25 @@ bool near(const uint8_t* pixel, TestPatternColour colour, int tolerance) {
 
 }  // namespace
 
-::testing::AssertionResult showsPatternUpright(const BgraImage& image, int tolerance) {
-  struct Quadrant {
-    const char* name;
-    bool top;
-    bool left;
-    TestPatternColour colour;
-  };
-  const Quadrant quadrants[] = {{"top left", true, true, kPatternTopLeft},
-                                {"top right", true, false, kPatternTopRight},
-                                {"bottom left", false, true, kPatternBottomLeft},
-                                {"bottom right", false, false, kPatternBottomRight}};
-  const int half = image.width / 2;
+::testing::AssertionResult showsPatternUpright(const uint8_t* frame, int width, int height,
+                                               int tolerance) {
+  // Quadrants in reading order: top left, top right, bottom left, bottom right.
+  const TestPatternColour colours[] = {kPatternTopLeft, kPatternTopRight, kPatternBottomLeft,
+                                       kPatternBottomRight};
+  const int half = width / 2;
   // Middle rows of the body's halves; the stamp strip takes the top eighth.
-  const int topRow = (image.height / 8 + image.height / 2) / 2;
-  const int bottomRow = image.height * 3 / 4;
-  for (const Quadrant& q : quadrants) {
-    const int y = q.top ? topRow : bottomRow;
-    const int first = q.left ? 0 : half;
+  const int rows[] = {(height / 8 + height / 2) / 2, height * 3 / 4};
+  for (int q = 0; q < 4; ++q) {
+    const int y = rows[q / 2], first = q % 2 * half;
     int matching = 0;
-    for (int x = first; x < first + half; ++x) matching += near(image.at(x, y), q.colour, tolerance);
+    for (int x = first; x < first + half; ++x) {
+      matching += near(frame + (y * width + x) * 4, colours[q], tolerance);
+    }
     // The grey bar covers a sixteenth of a quadrant at most.
     if (matching * 10 < half * 8) {
-      const uint8_t* centre = image.at(first + half / 2, y);
+      const uint8_t* centre = frame + (y * width + first + half / 2) * 4;
       return ::testing::AssertionFailure()
-             << q.name << ": " << matching << " of " << half << " pixels in row " << y
+             << "quadrant " << q << ": " << matching << " of " << half << " pixels in row " << y
              << " match; centre is (r,g,b) = (" << int(centre[2]) << "," << int(centre[1]) << ","
              << int(centre[0]) << ")";
     }

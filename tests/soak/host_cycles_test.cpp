@@ -4,9 +4,8 @@
 #include <windows.h>
 
 #include "link/vcam_param_channel.h"
-#include "tests/soak/frame_writer.h"
 #include "tests/soak/probe_host.h"
-#include "tests/soak/registered_camera_test.h"
+#include "tests/e2e/registered_camera.h"
 
 namespace zarn::test {
 namespace {
@@ -25,14 +24,14 @@ TEST_F(HostCyclesTest, CyclesWithMixerRestartsLeaveNoHandleAndNoClaim) {
   ProbeHost host(L"--cycles " + std::to_wstring(cycles) + L" --frames 10 --seconds 10");
   ASSERT_TRUE(host.waitForCycle(1, kCycleTimeoutMs)) << host.output();
   ChildProcess mixer = startFrameWriter(L"zarnmixer-sim.exe", mixerArguments);
-  ASSERT_TRUE(mixer.valid()) << frameWriterOutput(L"zarnmixer-sim.exe");
+  ASSERT_TRUE(mixer.running()) << mixer.output();
 
   int restarts = 0;
   for (int cycle = 2; cycle < cycles && host.waitForCycle(cycle, kCycleTimeoutMs); ++cycle) {
     if (cycle % restartEvery != 0) continue;
     mixer.kill();
     mixer = startFrameWriter(L"zarnmixer-sim.exe", mixerArguments);
-    restarts += mixer.valid();
+    restarts += mixer.running();
   }
   const ProbeReport report = host.finish(kCycleTimeoutMs);
   std::printf("[cycles] mixer restarted %d times\n", restarts);
@@ -45,7 +44,7 @@ TEST_F(HostCyclesTest, CyclesWithMixerRestartsLeaveNoHandleAndNoClaim) {
 
 TEST_F(HostCyclesTest, HostKilledWhileHoldingTheCameraLeavesItToTheNextHost) {
   ChildProcess mixer = startFrameWriter(L"zarnmixer-sim.exe", L"--fps 30 --seconds 120");
-  ASSERT_TRUE(mixer.valid()) << frameWriterOutput(L"zarnmixer-sim.exe");
+  ASSERT_TRUE(mixer.running()) << mixer.output();
   VCamParamChannel params;
   params.openOrCreate(1280, 720, 25, 0);
 

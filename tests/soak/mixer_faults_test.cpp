@@ -8,9 +8,8 @@
 #include <algorithm>
 
 #include "link/capture_share_memory_mgr.h"
-#include "tests/soak/frame_writer.h"
 #include "tests/soak/probe_host.h"
-#include "tests/soak/registered_camera_test.h"
+#include "tests/e2e/registered_camera.h"
 
 namespace zarn::test {
 namespace {
@@ -24,7 +23,7 @@ using MixerFaultsTest = RegisteredCameraTest;
 TEST_F(MixerFaultsTest, HostShowsThePlaceholderWithinASecondOfTheMixersDeathAndTheNextMixersFrames) {
   // The host opens on a running mixer, so it has never shown the placeholder before the kill.
   ChildProcess mixer = startFrameWriter(L"zarnmixer-sim.exe", L"--fps 30 --seconds 60");
-  ASSERT_TRUE(mixer.valid()) << frameWriterOutput(L"zarnmixer-sim.exe");
+  ASSERT_TRUE(mixer.running()) << mixer.output();
   ProbeHost host(L"--cycles 2 --frames 0 --seconds 10");
   ASSERT_TRUE(host.waitForSource("mixer", kHostStartMs)) << host.output();
   const DWORD killedAt = timeGetTime();
@@ -34,7 +33,7 @@ TEST_F(MixerFaultsTest, HostShowsThePlaceholderWithinASecondOfTheMixersDeathAndT
 
   const DWORD restartedAt = timeGetTime();
   ChildProcess next = startFrameWriter(L"zarnmixer-sim.exe", L"--fps 30 --seconds 60");
-  ASSERT_TRUE(next.valid()) << frameWriterOutput(L"zarnmixer-sim.exe");
+  ASSERT_TRUE(next.running()) << next.output();
   const std::optional<DWORD> recoveredAt = host.waitForSource("mixer", 5000);
   const ProbeReport report = host.finish(60000);
   std::printf("[mixer killed] placeholder %ld ms after the kill, mixer frames %ld ms after the restart\n",
@@ -55,14 +54,14 @@ TEST_F(MixerFaultsTest, HostileWriterCrashesNoHost) {
   ChildProcess writer = startFrameWriter(
       L"zarnmixer-hostile.exe", L"--seed " + std::to_wstring(seed) + L" --rate 60 --seconds " +
                                     std::to_wstring(cycles * 3));
-  ASSERT_TRUE(writer.valid()) << frameWriterOutput(L"zarnmixer-hostile.exe");
+  ASSERT_TRUE(writer.running()) << writer.output();
 
   ProbeHost host(L"--cycles " + std::to_wstring(cycles) + L" --frames 0 --seconds 3");
   int cycle = 1;
   while (cycle < cycles && host.waitForCycle(cycle, kCycleTimeoutMs)) ++cycle;
   const ProbeReport report = host.finish(kCycleTimeoutMs);
   writer.wait(30000);
-  std::printf("[hostile writer] %s", frameWriterOutput(L"zarnmixer-hostile.exe").c_str());
+  std::printf("[hostile writer] %s", writer.output().c_str());
   printSoakCounts("hostile writer", report);
 
   EXPECT_TRUE(ranClean(report, cycles)) << host.output();
@@ -86,7 +85,7 @@ ZARN_CHILD_ROLE(reader_holding_the_lock) {
 // the host takes it at its next frame and goes on.
 TEST_F(MixerFaultsTest, ReaderKilledHoldingTheFrameLockLeavesTheHostGoingOn) {
   ChildProcess mixer = startFrameWriter(L"zarnmixer-sim.exe", L"--fps 30 --seconds 120");
-  ASSERT_TRUE(mixer.valid()) << frameWriterOutput(L"zarnmixer-sim.exe");
+  ASSERT_TRUE(mixer.running()) << mixer.output();
   ProbeHost host(L"--cycles 2 --frames 0 --seconds 6");
   ASSERT_TRUE(host.waitForSource("mixer", kHostStartMs)) << host.output();
 

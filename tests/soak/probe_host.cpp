@@ -5,19 +5,8 @@
 #include <sstream>
 #include <vector>
 
-#include "tests/e2e/output_file.h"
-#include "tests/support/install_layout.h"
-
 namespace zarn::test {
 namespace {
-
-std::wstring freshOutputPath() {
-  wchar_t folder[MAX_PATH] = {};
-  wchar_t path[MAX_PATH] = {};
-  GetTempPathW(MAX_PATH, folder);
-  GetTempFileNameW(folder, L"zsk", 0, path);
-  return path;
-}
 
 // The next whole line of `text` from `at`, without its line end; false when none is complete.
 bool nextLine(const std::string& text, size_t& at, std::string& line) {
@@ -47,28 +36,20 @@ std::string lastLineAfter(const std::string& text, const std::string& start) {
 
 }  // namespace
 
-ProbeHost::ProbeHost(const std::wstring& arguments) : m_outputPath(freshOutputPath()) {
-  m_process = startWithOutputFile(executableFolder() + L"zarncam-probe.exe", arguments, m_outputPath);
-}
-
-ProbeHost::~ProbeHost() {
-  m_process.kill();
-  DeleteFileW(m_outputPath.c_str());
-}
-
-std::string ProbeHost::output() const { return readFileBytes(m_outputPath); }
+ProbeHost::ProbeHost(const std::wstring& arguments)
+    : m_process(ChildProcess::startWithOutput(executableFolder() + L"zarncam-probe.exe", arguments)) {}
 
 std::optional<std::string> ProbeHost::waitForLine(const std::string& start, DWORD timeoutMs) {
-  const DWORD begin = GetTickCount();
-  do {
+  std::optional<std::string> rest;
+  waitUntil(timeoutMs, [&] {
     const std::string text = output();
     std::string line;
-    while (nextLine(text, m_readUpTo, line)) {
-      if (line.compare(0, start.size(), start) == 0) return line.substr(start.size());
+    while (!rest && nextLine(text, m_readUpTo, line)) {
+      if (line.compare(0, start.size(), start) == 0) rest = line.substr(start.size());
     }
-    Sleep(20);
-  } while (GetTickCount() - begin < timeoutMs);
-  return std::nullopt;
+    return rest.has_value();
+  });
+  return rest;
 }
 
 bool ProbeHost::waitForCycle(int cycle, DWORD timeoutMs) {

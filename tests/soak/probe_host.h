@@ -27,12 +27,10 @@ struct ProbeReport {
 
 class ProbeHost {
  public:
-  // Starts the probe beside the test with `arguments`, its output going to a file of its own.
   explicit ProbeHost(const std::wstring& arguments);
-  ~ProbeHost();
 
   ChildProcess& process() { return m_process; }
-  std::string output() const;
+  std::string output() const { return m_process.output(); }
 
   // Waits for a line that starts with `start`, after the lines already taken by earlier calls;
   // the rest of the line, or nothing at the bound.
@@ -46,7 +44,6 @@ class ProbeHost {
   ProbeReport finish(DWORD timeoutMs);
 
  private:
-  std::wstring m_outputPath;
   ChildProcess m_process;
   size_t m_readUpTo = 0;
 };

@@ -3,8 +3,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
 namespace zarn::test {
 namespace {
@@ -12,11 +10,6 @@ namespace {
 const wchar_t kLogVariable[] = L"ZARNCAM_RECORDER_LOG";
 
 }  // namespace
-
-std::string readFileBytes(const std::wstring& path) {
-  std::ifstream in(path.c_str(), std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 InstallLayout::InstallLayout(Layout layout) {
   wchar_t temp[MAX_PATH] = {};
@@ -49,11 +42,10 @@ ChildProcess InstallLayout::start(const std::wstring& arguments) const {
 
 std::string InstallLayout::waitForLog(size_t lines) const {
   std::string text;
-  for (int tries = 0; tries < 100; ++tries) {
+  waitUntil(10000, [&] {
     text = readFileBytes(m_log);
-    if (size_t(std::count(text.begin(), text.end(), '\n')) >= lines) break;
-    Sleep(100);
-  }
+    return size_t(std::count(text.begin(), text.end(), '\n')) >= lines;
+  });
   return text;
 }
 

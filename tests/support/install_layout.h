@@ -33,7 +33,4 @@ class InstallLayout {
   std::wstring m_log;
 };
 
-// The whole content of a file; empty if it can't be read.
-std::string readFileBytes(const std::wstring& path);
-
 }  // namespace zarn::test
