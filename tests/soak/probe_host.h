@@ -12,9 +12,7 @@
 namespace zarn::test {
 
 struct ProbeReport {
-  bool crashed = false;  // ended by a fault rather than with one of its own exit codes
-  bool hung = false;     // still running at the bound, and stopped
-  DWORD exitCode = 0;
+  std::optional<DWORD> exitCode;  // absent when the probe was still running at the bound
   int cyclesDone = 0;
   int cyclesFailed = 0;
   int frames = 0;
@@ -29,7 +27,6 @@ class ProbeHost {
  public:
   explicit ProbeHost(const std::wstring& arguments);
 
-  ChildProcess& process() { return m_process; }
   std::string output() const { return m_process.output(); }
 
   // Waits for a line that starts with `start`, after the lines already taken by earlier calls;
@@ -40,16 +37,14 @@ class ProbeHost {
   // "frames from the mixer" or "... placeholder": the time (timeGetTime) of its first frame.
   std::optional<DWORD> waitForSource(const std::string& source, DWORD timeoutMs);
 
-  // Waits for the probe to end, stopping it at the bound, and reads its totals.
-  ProbeReport finish(DWORD timeoutMs);
+  // Waits for the probe to end, stopping it at the bound; reads its totals and prints them after
+  // `scenario`.
+  ProbeReport finish(const char* scenario, DWORD timeoutMs);
 
  private:
   ChildProcess m_process;
   size_t m_readUpTo = 0;
 };
-
-// The counts of one scenario, on one line of the test's output.
-void printSoakCounts(const char* scenario, const ProbeReport& report);
 
 // Every cycle ran, no host crashed or hung, the handle count didn't grow, and the camera was
 // given back.

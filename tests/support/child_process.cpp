@@ -56,14 +56,15 @@ ChildProcess ChildProcess::startSibling(const std::wstring& exeName, const std::
   return start(executableFolder() + exeName, arguments);
 }
 
-ChildProcess ChildProcess::start(const std::wstring& path, const std::wstring& arguments) {
+ChildProcess ChildProcess::start(const std::wstring& path, const std::wstring& arguments,
+                                 HANDLE output) {
   std::wstring commandLine = quoted(path) + L" " + arguments;
   STARTUPINFOW startup = {};
   startup.cb = sizeof(startup);
   startup.dwFlags = STARTF_USESTDHANDLES;
   startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
-  startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
-  startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  startup.hStdOutput = output ? output : GetStdHandle(STD_OUTPUT_HANDLE);
+  startup.hStdError = output ? output : GetStdHandle(STD_ERROR_HANDLE);
   PROCESS_INFORMATION info = {};
   ChildProcess child;
   // Wine on a loaded machine now and then refuses a new process for a moment.
@@ -89,14 +90,7 @@ ChildProcess ChildProcess::startWithOutput(const std::wstring& path, const std::
   SECURITY_ATTRIBUTES inheritable = {sizeof(inheritable), nullptr, TRUE};
   HANDLE file = CreateFileW(outputPath, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
                             CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  // The child inherits this process's standard handles, so they point at the file while it starts.
-  const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
-  const HANDLE error = GetStdHandle(STD_ERROR_HANDLE);
-  SetStdHandle(STD_OUTPUT_HANDLE, file);
-  SetStdHandle(STD_ERROR_HANDLE, file);
-  ChildProcess child = start(path, arguments);
-  SetStdHandle(STD_OUTPUT_HANDLE, output);
-  SetStdHandle(STD_ERROR_HANDLE, error);
+  ChildProcess child = start(path, arguments, file);
   CloseHandle(file);
   child.m_outputPath = outputPath;
   return child;

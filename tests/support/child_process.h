@@ -35,8 +35,9 @@ class ChildProcess {
   static ChildProcess startRole(const std::string& role, const std::vector<std::string>& args = {});
   // A program beside this executable, for example a tool built with the tests.
   static ChildProcess startSibling(const std::wstring& exeName, const std::wstring& arguments = L"");
-  // Any program by full path.
-  static ChildProcess start(const std::wstring& path, const std::wstring& arguments);
+  // Any program by full path, its standard output and error to `output` when given.
+  static ChildProcess start(const std::wstring& path, const std::wstring& arguments,
+                            HANDLE output = nullptr);
   // Any program by full path, its standard output and error kept in a file for output().
   static ChildProcess startWithOutput(const std::wstring& path, const std::wstring& arguments);
 
