@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -17,7 +18,6 @@
 #include "link/capture_share_memory_mgr.h"
 #include "link/test_pattern.h"
 #include "link/vcam_param_channel.h"
-#include "tests/e2e/pattern_check.h"
 #include "tests/e2e/registered_camera.h"
 #include "tests/support/install_layout.h"
 
@@ -34,21 +34,44 @@ const wchar_t kFfmpeg[] =
 const wchar_t kCameraInput[] = L" -f dshow -i \"video=ZarnCam Pro\"";
 const DWORD kHostTimeoutMs = 60000;
 
+bool closeTo(const uint8_t* pixel, TestPatternColour colour, int tolerance) {
+  return std::abs(pixel[0] - colour.blue) <= tolerance &&
+         std::abs(pixel[1] - colour.green) <= tolerance &&
+         std::abs(pixel[2] - colour.red) <= tolerance;
+}
+
+// Success when each quadrant of the body mostly shows its own colour, each channel within
+// `tolerance`: a picture upside down or mirrored fails, the moving bar does not.
+::testing::AssertionResult showsPatternUpright(const uint8_t* frame, int width, int height,
+                                               int tolerance) {
+  // Quadrants in reading order: top left, top right, bottom left, bottom right.
+  const TestPatternColour colours[] = {kPatternTopLeft, kPatternTopRight, kPatternBottomLeft,
+                                       kPatternBottomRight};
+  const int half = width / 2;
+  // Middle rows of the body's halves; the stamp strip takes the top eighth.
+  const int rows[] = {(height / 8 + height / 2) / 2, height * 3 / 4};
+  for (int q = 0; q < 4; ++q) {
+    const int y = rows[q / 2], first = q % 2 * half;
+    int matching = 0;
+    for (int x = first; x < first + half; ++x) {
+      matching += closeTo(frame + (y * width + x) * 4, colours[q], tolerance);
+    }
+    // The grey bar covers a sixteenth of a quadrant at most.
+    if (matching * 10 < half * 8) {
+      const uint8_t* centre = frame + (y * width + first + half / 2) * 4;
+      return ::testing::AssertionFailure()
+             << "quadrant " << q << ": " << matching << " of " << half << " pixels in row " << y
+             << " match; centre is (r,g,b) = (" << int(centre[2]) << "," << int(centre[1]) << ","
+             << int(centre[0]) << ")";
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
 // The camera installed as on a user's machine: the module in <root>\bin, the application one
 // folder up, where the camera looks for it.
-class CameraInstallation : public InstallLayout {
- public:
-  CameraInstallation() : InstallLayout(Layout::ApplicationOneUp) {
-    CopyFileW((executableFolder() + L"ZarnVirtualCam.ax").c_str(), module().c_str(), FALSE);
-  }
-  ~CameraInstallation() { DeleteFileW(module().c_str()); }
-  std::wstring module() const {
-    return application().substr(0, application().rfind(L'\\')) + L"\\bin\\ZarnVirtualCam.ax";
-  }
-};
-
-CameraInstallation& installation() {
-  static CameraInstallation installed;
+InstallLayout& installation() {
+  static InstallLayout installed(Layout::ApplicationOneUp, L"ZarnVirtualCam.ax");
   return installed;
 }
 
@@ -72,47 +95,6 @@ struct SecondSample : ISampleGrabberCB {
   std::atomic<int> samples{0};
 };
 
-// This process as a host of the registered camera: camera, sample grabber, null renderer.
-class InProcessHost {
- public:
-  // Connects and runs; true once the second sample has passed.
-  bool run() {
-    const CLSID classes[3] = {CLSID_ZarnVirtualCam, CLSID_SampleGrabber, CLSID_NullRenderer};
-    ComPtr<ICaptureGraphBuilder2> builder;
-    ComPtr<ISampleGrabber> grabber;
-    bool made = SUCCEEDED(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER,
-                                           IID_PPV_ARGS(m_graph.GetAddressOf()))) &&
-                SUCCEEDED(CoCreateInstance(CLSID_CaptureGraphBuilder2, nullptr, CLSCTX_INPROC_SERVER,
-                                           IID_PPV_ARGS(builder.GetAddressOf())));
-    for (int i = 0; i < 3 && made; ++i) {
-      made = SUCCEEDED(CoCreateInstance(classes[i], nullptr, CLSCTX_INPROC_SERVER,
-                                        IID_PPV_ARGS(m_filters[i].GetAddressOf()))) &&
-             SUCCEEDED(m_graph->AddFilter(m_filters[i].Get(), nullptr));
-    }
-    if (!made || FAILED(m_filters[1].As(&grabber)) || FAILED(m_graph.As(&m_control))) return false;
-    grabber->SetCallback(&m_samples, 0);
-    builder->SetFiltergraph(m_graph.Get());
-    // No category: a straight chain, with no tee.
-    return SUCCEEDED(builder->RenderStream(nullptr, &MEDIATYPE_Video, m_filters[0].Get(),
-                                           m_filters[1].Get(), m_filters[2].Get())) &&
-           SUCCEEDED(m_control->Run()) &&
-           WaitForSingleObject(m_samples.event, 10000) == WAIT_OBJECT_0;
-  }
-  // The camera first, while its worker waits for a frame: the graph stops its renderers first,
-  // after which how long the camera's own stop is on its way is a matter of luck.
-  HRESULT stop() {
-    const HRESULT hr = m_filters[0]->Stop();
-    m_control->Stop();
-    return hr;
-  }
-
- private:
-  SecondSample m_samples;
-  ComPtr<IGraphBuilder> m_graph;
-  ComPtr<IBaseFilter> m_filters[3];
-  ComPtr<IMediaControl> m_control;
-};
-
 class FfmpegHostTest : public RegisteredCameraTest {
  protected:
   using RegisteredCameraTest::RegisteredCameraTest;
@@ -129,9 +111,6 @@ class FfmpegHostTest : public RegisteredCameraTest {
     const std::optional<DWORD> code = child.wait(kHostTimeoutMs);
     m_output = child.output();
     return code ? int(*code) : -1;
-  }
-  int runFfmpeg(const std::wstring& arguments) {
-    return runToEnd(kFfmpeg, L"-hide_banner -nostdin -y " + arguments);
   }
 
   void startMixer() {
@@ -210,9 +189,9 @@ class FfmpegHostTest : public RegisteredCameraTest {
 };
 
 TEST_F(FfmpegHostTest, ListsTheCameraAndItsRgbAndPlanarRows) {
-  runFfmpeg(L"-list_devices true -f dshow -i dummy");
+  runToEnd(kFfmpeg, L"-hide_banner -list_devices true -f dshow -i dummy");
   EXPECT_NE(m_output.find("\"ZarnCam Pro\""), std::string::npos) << m_output;
-  runFfmpeg(std::wstring(L"-list_options true") + kCameraInput);
+  runToEnd(kFfmpeg, std::wstring(L"-hide_banner -list_options true") + kCameraInput);
   for (const char* row : {"pixel_format=bgr24  min s=640x480 fps=30 max s=640x480 fps=30",
                           "pixel_format=yuv420p  min s=1280x720 fps=30 max s=1280x720 fps=30"}) {
     EXPECT_NE(m_output.find(row), std::string::npos) << row << "\n" << m_output;
@@ -257,10 +236,37 @@ TEST_F(FfmpegHostTest, CapturesPatternUprightWithAdvancingCountersInEveryLayout)
 // A host that stops and stays alive, as a call application does between calls, gives the camera
 // back for good: its stream's last wait for a frame does not take the claim again.
 TEST_F(FfmpegHostTest, HostThatStopsAndStaysAliveLeavesTheCameraToTheNext) {
-  InProcessHost host;  // no mixer runs: the stream shows the stored picture
+  // This process as the host, with no mixer: camera, sample grabber and null renderer.
+  SecondSample samples;
+  ComPtr<IGraphBuilder> graph;
+  ComPtr<ICaptureGraphBuilder2> builder;
+  ComPtr<IBaseFilter> filters[3];
+  ComPtr<ISampleGrabber> grabber;
+  ComPtr<IMediaControl> control;
+  const CLSID classes[3] = {CLSID_ZarnVirtualCam, CLSID_SampleGrabber, CLSID_NullRenderer};
+  ASSERT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER,
+                             IID_PPV_ARGS(&graph)), S_OK);
+  ASSERT_EQ(CoCreateInstance(CLSID_CaptureGraphBuilder2, nullptr, CLSCTX_INPROC_SERVER,
+                             IID_PPV_ARGS(&builder)), S_OK);
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(CoCreateInstance(classes[i], nullptr, CLSCTX_INPROC_SERVER,
+                               IID_PPV_ARGS(&filters[i])), S_OK);
+    ASSERT_EQ(graph->AddFilter(filters[i].Get(), nullptr), S_OK);
+  }
+  ASSERT_EQ(filters[1].As(&grabber), S_OK);
+  ASSERT_EQ(graph.As(&control), S_OK);
+  grabber->SetCallback(&samples, 0);
+  builder->SetFiltergraph(graph.Get());
+  // No category: a straight chain, with no tee.
+  ASSERT_EQ(builder->RenderStream(nullptr, &MEDIATYPE_Video, filters[0].Get(), filters[1].Get(),
+                                  filters[2].Get()), S_OK);
+  ASSERT_TRUE(SUCCEEDED(control->Run()));
   // From the second sample on, the worker spends nearly all its time waiting for a frame.
-  ASSERT_TRUE(host.run());
-  EXPECT_EQ(host.stop(), S_OK);
+  ASSERT_EQ(WaitForSingleObject(samples.event, 10000), WAIT_OBJECT_0);
+  // The camera first: the graph stops its renderers first, after which how long the camera's own
+  // stop is on its way is a matter of luck.
+  EXPECT_EQ(filters[0]->Stop(), S_OK);
+  control->Stop();
   EXPECT_EQ(holder(), 0u);
   EXPECT_TRUE(captured(640, 480, L"bgr24", 3));
 }
@@ -287,6 +293,7 @@ class InstalledCameraTest : public FfmpegHostTest {
   InstalledCameraTest() : FfmpegHostTest(installation().module()) {}
   void SetUp() override {
     FfmpegHostTest::SetUp();
+    ASSERT_TRUE(installation().copied);
     DeleteFileW(installation().log().c_str());
   }
 };

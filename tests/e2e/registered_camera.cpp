@@ -21,7 +21,8 @@ RegisteredCameraTest::~RegisteredCameraTest() {
 
 HRESULT RegisteredCameraTest::call(const char* exportName) const {
   using ServerCall = HRESULT(STDAPICALLTYPE*)();
-  auto entry = reinterpret_cast<ServerCall>(reinterpret_cast<void*>(GetProcAddress(m_module, exportName)));
+  auto entry =
+      reinterpret_cast<ServerCall>(reinterpret_cast<void*>(GetProcAddress(m_module, exportName)));
   return entry ? entry() : E_FAIL;
 }
 

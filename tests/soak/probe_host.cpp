@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
-#include <vector>
 
 namespace zarn::test {
 namespace {
@@ -19,20 +18,15 @@ bool nextLine(const std::string& text, size_t& at, std::string& line) {
   return true;
 }
 
-// What follows `start` on each line that begins with it.
-std::vector<std::string> linesAfter(const std::string& text, const std::string& start) {
-  std::vector<std::string> found;
-  std::string line;
+// What follows `start` on the last whole line that begins with it; `count` counts such lines.
+std::string lastLineAfter(const std::string& text, const std::string& start, int* count = nullptr) {
+  std::string last, line;
   for (size_t at = 0; nextLine(text, at, line);) {
-    if (line.compare(0, start.size(), start) == 0) found.push_back(line.substr(start.size()));
+    if (line.compare(0, start.size(), start) != 0) continue;
+    last = line.substr(start.size());
+    if (count) ++*count;
   }
-  return found;
-}
-
-// The rest of the last line that begins with `start`; empty when there is none.
-std::string lastLineAfter(const std::string& text, const std::string& start) {
-  const std::vector<std::string> found = linesAfter(text, start);
-  return found.empty() ? std::string() : found.back();
+  return last;
 }
 
 }  // namespace
@@ -70,8 +64,7 @@ ProbeReport ProbeHost::finish(const char* scenario, DWORD timeoutMs) {
   if (!report.exitCode) m_process.kill();
   const std::string text = output();
   // Counted from the cycles' own lines too, for a probe that never reached its totals.
-  report.cyclesDone = int(linesAfter(text, "cycle ").size());
-  const std::string lastCycle = lastLineAfter(text, "cycle ");
+  const std::string lastCycle = lastLineAfter(text, "cycle ", &report.cyclesDone);
   const size_t frames = lastCycle.find(" frames (");
   if (frames != std::string::npos) report.lastCycleMixerFrames = std::atoi(lastCycle.c_str() + frames + 9);
   std::sscanf(lastLineAfter(text, "cycles done: ").c_str(), "%d of %*d, %d failed", &report.cyclesDone,

@@ -11,7 +11,7 @@ const wchar_t kLogVariable[] = L"ZARNCAM_RECORDER_LOG";
 
 }  // namespace
 
-InstallLayout::InstallLayout(Layout layout) {
+InstallLayout::InstallLayout(Layout layout, const std::wstring& module) {
   wchar_t temp[MAX_PATH] = {};
   GetTempPathW(MAX_PATH, temp);
   static int serial = 0;
@@ -23,15 +23,20 @@ InstallLayout::InstallLayout(Layout layout) {
   m_application =
       (layout == Layout::ApplicationOneUp ? m_root : m_root + L"\\bin") + L"\\zarncam pro.exe";
   m_log = m_root + L"\\launches.log";
+  if (!module.empty()) m_module = m_root + L"\\bin\\" + module;
   copied = CopyFileW(executablePath().c_str(), m_program.c_str(), FALSE) &&
            CopyFileW((executableFolder() + L"recorder\\zarncam pro.exe").c_str(),
-                     m_application.c_str(), FALSE);
+                     m_application.c_str(), FALSE) &&
+           (module.empty() ||
+            CopyFileW((executableFolder() + module).c_str(), m_module.c_str(), FALSE));
   SetEnvironmentVariableW(kLogVariable, m_log.c_str());
 }
 
 InstallLayout::~InstallLayout() {
   SetEnvironmentVariableW(kLogVariable, nullptr);
-  for (const std::wstring& file : {m_program, m_application, m_log}) DeleteFileW(file.c_str());
+  for (const std::wstring& file : {m_program, m_application, m_log, m_module}) {
+    DeleteFileW(file.c_str());
+  }
   RemoveDirectoryW((m_root + L"\\bin").c_str());
   RemoveDirectoryW(m_root.c_str());
 }
