@@ -1,6 +1,5 @@
-// A real host (zarncam-probe) opening, formatting, running and stopping the registered camera
-// over and over under faults: the mixer killed and restarted, a reader killed holding the frame
-// lock, a hostile writer whose records break every rule.
+// A real host (zarncam-probe) cycling the registered camera under faults: the mixer killed and
+// restarted, a reader killed holding the frame lock, a hostile writer breaking every rule.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <timeapi.h>
@@ -14,8 +13,7 @@
 namespace zarn::test {
 namespace {
 
-// A cycle takes at most 10 s with the graph built and taken down; Wine and a busy machine add to
-// that. A host that takes longer hangs.
+// Beyond a cycle's 10 s and what Wine on a busy machine adds, a host hangs.
 const DWORD kCycleTimeoutMs = 30000;
 
 using HostCyclesTest = RegisteredCameraTest;
@@ -84,8 +82,7 @@ TEST_F(MixerFaultsTest, HostileWriterCrashesNoHost) {
   ASSERT_TRUE(writer.running()) << writer.output();
 
   ProbeHost host(L"--cycles " + std::to_wstring(cycles) + L" --frames 0 --seconds 3");
-  int cycle = 1;
-  while (cycle < cycles && host.waitForCycle(cycle, kCycleTimeoutMs)) ++cycle;
+  for (int cycle = 1; cycle < cycles && host.waitForCycle(cycle, kCycleTimeoutMs); ++cycle) {}
   const ProbeReport report = host.finish("hostile writer", kCycleTimeoutMs);
   writer.wait(30000);
   std::printf("[hostile writer] %s", writer.output().c_str());

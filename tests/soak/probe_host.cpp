@@ -31,9 +31,6 @@ std::string lastLineAfter(const std::string& text, const std::string& start, int
 
 }  // namespace
 
-ProbeHost::ProbeHost(const std::wstring& arguments)
-    : m_process(ChildProcess::startWithOutput(executableFolder() + L"zarncam-probe.exe", arguments)) {}
-
 std::optional<std::string> ProbeHost::waitForLine(const std::string& start, DWORD timeoutMs) {
   std::optional<std::string> rest;
   waitUntil(timeoutMs, [&] {
@@ -45,17 +42,6 @@ std::optional<std::string> ProbeHost::waitForLine(const std::string& start, DWOR
     return rest.has_value();
   });
   return rest;
-}
-
-bool ProbeHost::waitForCycle(int cycle, DWORD timeoutMs) {
-  return waitForLine("cycle " + std::to_string(cycle) + " of", timeoutMs).has_value();
-}
-
-std::optional<DWORD> ProbeHost::waitForSource(const std::string& source, DWORD timeoutMs) {
-  if (auto rest = waitForLine("frames from the " + source + " at ", timeoutMs)) {
-    return DWORD(std::strtoul(rest->c_str(), nullptr, 10));
-  }
-  return std::nullopt;
 }
 
 ProbeReport ProbeHost::finish(const char* scenario, DWORD timeoutMs) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstdlib>
 #include <optional>
 #include <string>
 
@@ -25,7 +26,8 @@ struct ProbeReport {
 
 class ProbeHost {
  public:
-  explicit ProbeHost(const std::wstring& arguments);
+  explicit ProbeHost(const std::wstring& arguments)
+      : m_process(ChildProcess::startWithOutput(executableFolder() + L"zarncam-probe.exe", arguments)) {}
 
   std::string output() const { return m_process.output(); }
 
@@ -33,9 +35,14 @@ class ProbeHost {
   // the rest of the line, or nothing at the bound.
   std::optional<std::string> waitForLine(const std::string& start, DWORD timeoutMs);
   // True once the line of cycle `cycle` is out, false at the bound: a cycle that hangs.
-  bool waitForCycle(int cycle, DWORD timeoutMs);
+  bool waitForCycle(int cycle, DWORD timeoutMs) {
+    return waitForLine("cycle " + std::to_string(cycle) + " of", timeoutMs).has_value();
+  }
   // "frames from the mixer" or "... placeholder": the time (timeGetTime) of its first frame.
-  std::optional<DWORD> waitForSource(const std::string& source, DWORD timeoutMs);
+  std::optional<DWORD> waitForSource(const std::string& source, DWORD timeoutMs) {
+    auto rest = waitForLine("frames from the " + source + " at ", timeoutMs);
+    return rest ? std::optional<DWORD>(std::strtoul(rest->c_str(), nullptr, 10)) : std::nullopt;
+  }
 
   // Waits for the probe to end, stopping it at the bound; reads its totals and prints them after
   // `scenario`.

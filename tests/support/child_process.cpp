@@ -52,10 +52,6 @@ ChildProcess ChildProcess::startRole(const std::string& role, const std::vector<
   return start(executablePath(), arguments);
 }
 
-ChildProcess ChildProcess::startSibling(const std::wstring& exeName, const std::wstring& arguments) {
-  return start(executableFolder() + exeName, arguments);
-}
-
 ChildProcess ChildProcess::start(const std::wstring& path, const std::wstring& arguments,
                                  HANDLE output) {
   std::wstring commandLine = quoted(path) + L" " + arguments;
@@ -107,10 +103,6 @@ ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
   }
   return *this;
 }
-
-ChildProcess::~ChildProcess() { close(); }
-
-std::string ChildProcess::output() const { return readFileBytes(m_outputPath); }
 
 bool ChildProcess::running() const {
   return m_process && WaitForSingleObject(m_process, 0) == WAIT_TIMEOUT;

@@ -34,7 +34,9 @@ class ChildProcess {
   // This test executable again, running `role`.
   static ChildProcess startRole(const std::string& role, const std::vector<std::string>& args = {});
   // A program beside this executable, for example a tool built with the tests.
-  static ChildProcess startSibling(const std::wstring& exeName, const std::wstring& arguments = L"");
+  static ChildProcess startSibling(const std::wstring& exeName, const std::wstring& arguments = L"") {
+    return start(executableFolder() + exeName, arguments);
+  }
   // Any program by full path, its standard output and error to `output` when given.
   static ChildProcess start(const std::wstring& path, const std::wstring& arguments,
                             HANDLE output = nullptr);
@@ -47,13 +49,13 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
   // A child still running when its owner goes is killed, so a failing test leaves nothing behind.
-  ~ChildProcess();
+  ~ChildProcess() { close(); }
 
   bool valid() const { return m_process != nullptr; }
   DWORD pid() const { return m_pid; }
   bool running() const;
   // What a child started with startWithOutput has written so far.
-  std::string output() const;
+  std::string output() const { return readFileBytes(m_outputPath); }
 
   // The exit code, or nothing if the child is still running after `timeoutMs`.
   std::optional<DWORD> wait(DWORD timeoutMs);

@@ -5,11 +5,8 @@
 #include <algorithm>
 
 namespace zarn::test {
-namespace {
 
 const wchar_t kLogVariable[] = L"ZARNCAM_RECORDER_LOG";
-
-}  // namespace
 
 InstallLayout::InstallLayout(Layout layout, const std::wstring& module) {
   wchar_t temp[MAX_PATH] = {};
