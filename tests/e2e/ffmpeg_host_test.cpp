@@ -116,8 +116,7 @@ class FfmpegHostTest : public RegisteredCameraTest {
   }
 
   // Tells the mixer the host's request before the host opens, and waits until its newest frame
-  // has that size. The frames published before it read a request are of the previous one, which
-  // the host would get scaled or in the wrong layout; they are not what is checked here.
+  // has that size: the frames published before it reads a request are of the previous one.
   void prepareMixerFor(int32_t width, int32_t height, uint32_t fourcc) {
     VCamParamChannel params;
     params.openOrCreate(1280, 720, 25, 0);
