@@ -2,13 +2,14 @@ enable_testing()
 
 # zarn_add_test(<name> SOURCES <files...> [LIBS <libs...>] [TIMEOUT <s>] [LOCKS <names...>])
 # A gtest executable with the shared test main (child-process roles included), run by CTest
-# under Wine through the cross-compiling emulator. Tests that share a machine-wide named object
-# (the frame event, the frame region) name it in LOCKS so CTest never runs them side by side.
+# under Wine through scripts/gtest-run.sh, which also wants GoogleTest's summary. Tests that
+# share a machine-wide named object (the frame event, the frame region) name it in LOCKS so
+# CTest never runs them side by side.
 function(zarn_add_test name)
   cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS;LOCKS" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE zarn_test_support ${arg_LIBS})
-  add_test(NAME ${name} COMMAND ${name})
+  add_test(NAME ${name} COMMAND ${PROJECT_SOURCE_DIR}/scripts/gtest-run.sh $<TARGET_FILE:${name}>)
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 300)
   endif()

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "diag/ansi_text.h"
+#include "diag/exclusive_hold.h"
 #include "diag/log_state.h"
 
 namespace {
@@ -69,14 +70,6 @@ void stopLocked() {
   g_limiterRunning = false;
 }
 
-class ExclusiveHold {
- public:
-  ExclusiveHold() { AcquireSRWLockExclusive(&g_limiterLock); }
-  ~ExclusiveHold() { ReleaseSRWLockExclusive(&g_limiterLock); }
-  ExclusiveHold(const ExclusiveHold&) = delete;
-  ExclusiveHold& operator=(const ExclusiveHold&) = delete;
-};
-
 }  // namespace
 
 void LogLimiterTimerProc() {
@@ -95,13 +88,13 @@ void LogLimiterTimerProc() {
 }
 
 LogLimiter::LogLimiter() {
-  ExclusiveHold hold;
+  ExclusiveHold hold(g_limiterLock);
   startLocked();
 }
 
 LogLimiter::~LogLimiter() {
   {
-    ExclusiveHold hold;
+    ExclusiveHold hold(g_limiterLock);
     stopLocked();
     g_limiterEnded = true;
   }
@@ -110,11 +103,11 @@ LogLimiter::~LogLimiter() {
 
 void restartLogLimiter() {
   if (g_limiterRunning.load(std::memory_order_relaxed)) return;
-  ExclusiveHold hold;
+  ExclusiveHold hold(g_limiterLock);
   startLocked();
 }
 
 void stopLogLimiter() {
-  ExclusiveHold hold;
+  ExclusiveHold hold(g_limiterLock);
   stopLocked();
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "diag/exclusive_hold.h"
 #include "diag/log_state.h"
 
 namespace {
@@ -13,17 +14,6 @@ constexpr DWORD kAppendWaitMs = 500;
 // The rotation copies up to 20 MiB under the lock, but waits longer for it than a line.
 constexpr DWORD kRotateWaitMs = 5000;
 constexpr DWORD kCopyChunk = 1 << 20;
-
-class ExclusiveHold {
- public:
-  explicit ExclusiveHold(SRWLOCK& lock) : m_lock(lock) { AcquireSRWLockExclusive(&m_lock); }
-  ~ExclusiveHold() { ReleaseSRWLockExclusive(&m_lock); }
-  ExclusiveHold(const ExclusiveHold&) = delete;
-  ExclusiveHold& operator=(const ExclusiveHold&) = delete;
-
- private:
-  SRWLOCK& m_lock;
-};
 
 HANDLE openShared(const std::wstring& path, DWORD access, DWORD disposition) {
   return CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, disposition,

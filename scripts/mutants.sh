@@ -85,7 +85,7 @@ runTests() {
     exe=${spec%%=*}
     gfilter='*'
     [ "$spec" != "$exe" ] && gfilter=${spec#*=}
-    timeout -k 10 "$limit" "$repo/scripts/wine-run.sh" "$build/bin/$exe.exe" \
+    timeout -k 10 "$limit" "$repo/scripts/gtest-run.sh" "$build/bin/$exe.exe" \
       "--gtest_filter=$gfilter" >>"$2" 2>&1
     status=$?
     if [ $status -ne 0 ]; then

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <regex>
@@ -38,6 +39,16 @@ bool waitFor(const std::string& name) {
   const bool set = WaitForSingleObject(event, kBoundMs) == WAIT_OBJECT_0;
   CloseHandle(event);
   return set;
+}
+
+// 0 for a file that isn't there.
+uint64_t fileIdOf(const std::string& path) {
+  HANDLE file = CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                            OPEN_EXISTING, 0, nullptr);
+  BY_HANDLE_FILE_INFORMATION info = {};
+  const bool known = file != INVALID_HANDLE_VALUE && GetFileInformationByHandle(file, &info);
+  if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
+  return known ? (uint64_t{info.nFileIndexHigh} << 32) | info.nFileIndexLow : 0;
 }
 
 void makeFile(const std::string& path, int64_t size) {
@@ -154,6 +165,7 @@ TEST_F(LogRotationTest, TimerMovesTheLogAsideOnlyAboveTwentyMebibytesAndEmptiesI
     // Share modes hold per handle, so a second stream of this process stands for another host.
     LogStream otherHost;
     if (c.held != kNone) otherHost.open(fromAnsi(c.held == kLog ? g_logPath : g_logOldPath));
+    const uint64_t logId = fileIdOf(g_logPath);
 
     LogLimiterTimerProc();
 
@@ -171,6 +183,8 @@ TEST_F(LogRotationTest, TimerMovesTheLogAsideOnlyAboveTwentyMebibytesAndEmptiesI
         break;
       case kRotated:
         EXPECT_EQ(fileSizeOf(g_logOldPath), static_cast<uint64_t>(*c.logSize));
+        // A move, where nothing holds the log: copying 20 MiB would stall every host's next line.
+        if (c.held == kNone) EXPECT_EQ(fileIdOf(g_logOldPath), logId);
         EXPECT_TRUE(std::regex_match(
             onlyLine, std::regex(kLogStampPattern + 1 + direct + "log rotated: " + (kLogStampPattern + 1))));
         break;
@@ -234,6 +248,10 @@ TEST_F(LogStreamTest, HostStuckHoldingTheAppendLockCostsOthersOneBoundedWaitAndI
 
   const std::vector<std::string> lines = readLines(m_folder + "blocked.log");
   ASSERT_EQ(lines.size(), 2u);
+  std::ifstream raw(m_folder + "blocked.log", std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(raw), {}};
+  // Windows line ends, which the reader above strips.
+  EXPECT_EQ(bytes.substr(bytes.size() - 7), "after\r\n");
   EXPECT_TRUE(std::regex_match(lines[0], std::regex(kLogStampPattern + (" PID=" + std::to_string(writer.pid())) +
                                                         " info  - log lines dropped while another process held the log: 3")));
   EXPECT_EQ(lines[1], "after");

@@ -4,8 +4,8 @@
 #include <windows.h>
 #include <dshow.h>
 
-#include "tests/e2e/registered_module.h"
-#include "tests/support/child_process.h"
+#include "filter/vcam.h"
+#include "tests/e2e/registered_camera.h"
 
 using zarn::test::ChildProcess;
 
@@ -16,10 +16,8 @@ const wchar_t kModuleName[] = L"ZarnVirtualCam.ax";
 // Exit codes: 0 unloaded, 1 still loaded, 2 to 4 the camera could not be used.
 ZARN_CHILD_ROLE(host_that_lets_go) {
   CoInitialize(nullptr);
-  CLSID camera = {};
-  CLSIDFromString(L"{60A485B6-17AA-4D91-8139-60C1A095EEF6}", &camera);
   IBaseFilter* filter = nullptr;
-  if (FAILED(CoCreateInstance(camera, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&filter)))) return 2;
+  if (FAILED(CoCreateInstance(CLSID_ZarnVirtualCam, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&filter)))) return 2;
   IEnumPins* pins = nullptr;
   IPin* pin = nullptr;
   IAMStreamConfig* config = nullptr;
@@ -47,9 +45,9 @@ ZARN_CHILD_ROLE(host_that_lets_go) {
   return loaded ? 1 : 0;
 }
 
-TEST(ModuleUnload, HostThatReleasedEverythingUnloadsTheModule) {
-  zarn::test::RegisteredModule module(zarn::test::executableFolder() + kModuleName);
-  ASSERT_EQ(module.result(), S_OK);
+using ModuleUnload = zarn::test::RegisteredCameraTest;
+
+TEST_F(ModuleUnload, HostThatReleasedEverythingUnloadsTheModule) {
   ChildProcess host = ChildProcess::startRole("host_that_lets_go");
   EXPECT_EQ(host.wait(60000), std::optional<DWORD>(0));
 }

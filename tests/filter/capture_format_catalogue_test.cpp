@@ -7,12 +7,9 @@
 #include <string>
 
 #include "filter/media_subtypes.h"
-#include "filter/vcam.h"
-#include "filter/vcam_stream.h"
-#include "media/allocator.h"
 #include "media/media_type.h"
 #include "tests/filter/held_filter.h"
-#include "tests/filter/mixer_record.h"
+#include "tests/media/media_test_support.h"
 #include "tests/support/child_process.h"
 
 // Makes `pins` pins in this process and reports the catalogue's size.
@@ -48,33 +45,16 @@ TEST(CaptureFormatCatalogue, RowsDependOnTheHostsName) {
   }
 }
 
-TEST(MediaTypeNegotiation, PositionZeroIsTheCurrentTypeAndTheRestAreCatalogueRows) {
-  HeldFilter held;
-  CMediaType current, row1;
-  ASSERT_EQ(held.pin()->GetMediaType(0, &current), S_OK);
-  ASSERT_EQ(held.pin()->GetMediaType(1, &row1), S_OK);
-  EXPECT_TRUE(current == row1);
-  CMediaType none;
-  EXPECT_EQ(held.pin()->GetMediaType(264, &none), VFW_S_NO_MORE_ITEMS);
-  EXPECT_EQ(held.pin()->GetMediaType(-1, &none), E_INVALIDARG);
-  EXPECT_EQ(held.pin()->GetMediaType(1, nullptr), E_POINTER);
-}
+using MediaTypeNegotiation = HeldPin;
 
-TEST(MediaTypeNegotiation, OnlyTheCurrentTypeIsAccepted) {
-  HeldFilter held;
-  CMediaType current, other, topDown;
-  held.pin()->GetMediaType(0, &current);
-  held.pin()->GetMediaType(2, &other);
-  held.pin()->GetMediaType(0, &topDown);
+TEST_F(MediaTypeNegotiation, OnlyTheCurrentTypeWithinTheSizeBoundsIsAccepted) {
+  CMediaType other, topDown;
+  pin->GetMediaType(2, &other);
+  pin->GetMediaType(0, &topDown);
   headerOf(topDown).biHeight = -1080;
-  EXPECT_EQ(held.pin()->CheckMediaType(&current), S_OK);
-  EXPECT_EQ(held.pin()->CheckMediaType(&other), E_INVALIDARG);
-  EXPECT_EQ(held.pin()->CheckMediaType(&topDown), E_INVALIDARG);
-  EXPECT_EQ(held.pin()->CheckMediaType(nullptr), E_POINTER);
-}
-
-TEST(MediaTypeNegotiation, CurrentTypeIsAcceptedOnlyWithinTheSizeBounds) {
-  HeldFilter held;
+  EXPECT_EQ(pin->CheckMediaType(&other), E_INVALIDARG);
+  EXPECT_EQ(pin->CheckMediaType(&topDown), E_INVALIDARG);
+  EXPECT_EQ(pin->CheckMediaType(nullptr), E_POINTER);
   const struct {
     LONG width, height;
     HRESULT want;
@@ -83,30 +63,25 @@ TEST(MediaTypeNegotiation, CurrentTypeIsAcceptedOnlyWithinTheSizeBounds) {
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.width << "x" << c.height);
     CMediaType type;
-    held.pin()->GetMediaType(0, &type);
-    auto& header = headerOf(type);
-    header.biWidth = c.width;
-    header.biHeight = c.height;
-    ASSERT_EQ(held.pin()->SetFormat(&type), S_OK);
-    EXPECT_EQ(held.pin()->CheckMediaType(&type), c.want);
+    pin->GetMediaType(0, &type);
+    headerOf(type).biWidth = c.width;
+    headerOf(type).biHeight = c.height;
+    ASSERT_EQ(pin->SetFormat(&type), S_OK);
+    EXPECT_EQ(pin->CheckMediaType(&type), c.want);
   }
 }
 
-TEST(MediaTypeNegotiation, BufferHoldsTheWholeFrameWhateverTheImageSizeSays) {
-  HeldFilter held;
+TEST_F(MediaTypeNegotiation, BufferHoldsTheWholeFrameWhateverTheImageSizeSays) {
   CMediaType type;
-  held.pin()->GetMediaType(0, &type);
+  pin->GetMediaType(0, &type);
   auto& header = headerOf(type);
   header.biWidth = 640;
   header.biHeight = 480;
   header.biSizeImage = 1000;
-  ASSERT_EQ(held.pin()->SetFormat(&type), S_OK);
-  HRESULT hr = S_OK;
-  IMemAllocator* allocator = nullptr;
-  (new CMemAllocator(nullptr, nullptr, &hr))
-      ->NonDelegatingQueryInterface(IID_IMemAllocator, reinterpret_cast<void**>(&allocator));
+  ASSERT_EQ(pin->SetFormat(&type), S_OK);
+  IMemAllocator* allocator = zarn::test::newMemAllocator();
   ALLOCATOR_PROPERTIES properties = {0, 0, 1, 0};
-  EXPECT_EQ(held.pin()->DecideBufferSize(allocator, &properties), S_OK);
+  EXPECT_EQ(pin->DecideBufferSize(allocator, &properties), S_OK);
   EXPECT_GE(properties.cbBuffer, 640 * 480 * header.biBitCount / 8);
   allocator->Release();
 }

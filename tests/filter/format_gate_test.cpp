@@ -3,17 +3,13 @@
 #include <dshow.h>
 
 #include <cstdio>
-#include <cstring>
 #include <string>
 
 #include "delivery/format_tags.h"
 #include "filter/media_subtypes.h"
-#include "filter/vcam.h"
-#include "filter/vcam_stream.h"
 #include "host/platform.h"
 #include "media/media_type.h"
 #include "tests/filter/held_filter.h"
-#include "tests/filter/mixer_record.h"
 #include "tests/media/media_test_support.h"
 #include "tests/media/test_filters.h"
 #include "tests/support/child_process.h"
@@ -32,19 +28,11 @@ const int kDenied = 5;
 
 CMediaType videoType(const GUID& subtype, LONG width, LONG height, WORD bitCount, DWORD compression,
                      REFERENCE_TIME period) {
-  CMediaType type(&MEDIATYPE_Video);
+  CMediaType type = zarn::test::videoType(width, height);
   type.SetSubtype(&subtype);
-  type.SetFormatType(&FORMAT_VideoInfo);
-  auto* format =
-      reinterpret_cast<VIDEOINFOHEADER*>(type.AllocFormatBuffer(sizeof(VIDEOINFOHEADER)));
-  ZeroMemory(format, sizeof(VIDEOINFOHEADER));
-  format->AvgTimePerFrame = period;
-  format->bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
-  format->bmiHeader.biWidth = width;
-  format->bmiHeader.biHeight = height;
-  format->bmiHeader.biPlanes = 1;
-  format->bmiHeader.biBitCount = bitCount;
-  format->bmiHeader.biCompression = compression;
+  reinterpret_cast<VIDEOINFOHEADER*>(type.pbFormat)->AvgTimePerFrame = period;
+  headerOf(type).biBitCount = bitCount;
+  headerOf(type).biCompression = compression;
   return type;
 }
 
@@ -85,11 +73,6 @@ ZARN_CHILD_ROLE(format_call) {
   return result == S_OK ? kGranted : result == E_ACCESSDENIED ? kDenied : 1;
 }
 
-ZARN_CHILD_ROLE(idle) {
-  Sleep(20000);
-  return 0;
-}
-
 TEST_F(FormatGate, SetFormatRefusesBadTypesWithTheBareValueAndKeepsTheCurrentType) {
   HeldFilter held;
   CMediaType before;
@@ -124,25 +107,8 @@ TEST_F(FormatGate, SetFormatRefusesBadTypesWithTheBareValueAndKeepsTheCurrentTyp
   }
 }
 
-TEST_F(FormatGate, SetFormatOnAnUnconnectedPinReplacesTheCurrentTypeAndPublishesNothing) {
-  HeldFilter held;
-  // No catalogue row is NV12, yet the type is taken.
-  CMediaType nv12 = videoType(MEDIASUBTYPE_NV12, 640, 480, 12, kTagNV12, 333333);
-  ASSERT_EQ(held.pin()->SetFormat(&nv12), S_OK);
-  CMediaType current;
-  held.pin()->GetMediaType(0, &current);
-  EXPECT_TRUE(current == nv12);
-  AM_MEDIA_TYPE* got = nullptr;
-  ASSERT_EQ(held.pin()->GetFormat(&got), S_OK);
-  EXPECT_TRUE(CMediaType(*got) == nv12);
-  DeleteMediaType(got);
-  EXPECT_EQ(held.pin()->CheckMediaType(&nv12), S_OK);
-  EXPECT_EQ(mixer.getOpeningProcessId(), 0u);
-  EXPECT_EQ(published().width, 1280);
-}
-
-TEST_F(FormatGate, SetMediaTypePublishesTheRequestAndClaimsTheCamera) {
-  const struct {
+TEST_F(FormatGate, SetFormatOnAnUnconnectedPinOnlyTakesTheTypeAndSetMediaTypePublishesAndClaims) {
+  struct {
     const char* name;
     CMediaType type;
     int32_t fps;
@@ -151,12 +117,23 @@ TEST_F(FormatGate, SetMediaTypePublishesTheRequestAndClaimsTheCamera) {
       {"rgb24", videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, BI_RGB, 333333), 30, kTagRGB3},
       {"rgb32", videoType(MEDIASUBTYPE_RGB32, 1920, 1080, 32, BI_RGB, 400000), 25, kTagRGB4},
       {"i420", videoType(MEDIASUBTYPE_I420, 324, 360, 12, kTagI420, 166666), 60, kTagI420},
+      // No catalogue row is NV12, yet the type is taken.
       {"nv12", videoType(MEDIASUBTYPE_NV12, 800, 600, 12, kTagNV12, 666666), 15, kTagNV12},
   };
-  for (const auto& c : cases) {
+  for (auto& c : cases) {
     SCOPED_TRACE(c.name);
     mixer.setOpeningProcessId(0);
+    const Published before = published();
     HeldFilter held;
+    ASSERT_EQ(held.pin()->SetFormat(&c.type), S_OK);
+    AM_MEDIA_TYPE* got = nullptr;
+    ASSERT_EQ(held.pin()->GetFormat(&got), S_OK);
+    EXPECT_TRUE(CMediaType(*got) == c.type);
+    DeleteMediaType(got);
+    EXPECT_EQ(held.pin()->CheckMediaType(&c.type), S_OK);
+    EXPECT_EQ(mixer.getOpeningProcessId(), 0u);
+    EXPECT_EQ(published().width, before.width);
+
     ASSERT_EQ(held.pin()->SetMediaType(&c.type), S_OK);
     Published p = published();
     EXPECT_EQ(p.width, headerOf(c.type).biWidth);
@@ -170,57 +147,55 @@ TEST_F(FormatGate, SetMediaTypePublishesTheRequestAndClaimsTheCamera) {
 TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANotice) {
   InstallLayout install(Layout::ApplicationOneUp);
   ASSERT_TRUE(install.copied);
-  ChildProcess gone = ChildProcess::startRole("idle");
-  gone.kill();
+  // A role no one plays: the process ends at once.
+  ChildProcess gone = ChildProcess::startRole("none");
   ASSERT_TRUE(gone.wait(10000));
 
   enum class Holder { None, Live, Gone };
+  enum class Claim { Kept, Cleared, Asker };
   struct Case {
-    const char* call;
+    const wchar_t* call;
     bool enabled;
     Holder holder;
     int exitCode;
-    bool notice;
+    Claim claim;
   };
   const Case cases[] = {
-      {"setformat", false, Holder::None, kDenied, false},
+      {L"setformat", false, Holder::None, kDenied, Claim::Kept},
       // A switched-off mixer is answered before a dead holder is cleared.
-      {"setformat", false, Holder::Gone, kDenied, false},
-      {"setformat", true, Holder::Live, kDenied, true},
-      {"setmediatype", true, Holder::Live, kDenied, true},
-      {"setformat", true, Holder::Gone, kGranted, false},
-      {"setmediatype", true, Holder::Gone, kGranted, false},
+      {L"setformat", false, Holder::Gone, kDenied, Claim::Kept},
+      {L"setformat", true, Holder::Live, kDenied, Claim::Kept},
+      {L"setmediatype", true, Holder::Live, kDenied, Claim::Kept},
+      // Only SetMediaType goes on to publish and claim for the asking host.
+      {L"setformat", true, Holder::Gone, kGranted, Claim::Cleared},
+      {L"setmediatype", true, Holder::Gone, kGranted, Claim::Asker},
   };
-  // This test process is the live holder; the installed copy is the host that asks.
+  // This test process is the live holder, the only one the asking host is told of; the installed
+  // copy is the host that asks.
   const uint32_t pids[] = {0, GetCurrentProcessId(), gone.pid()};
   for (const Case& c : cases) {
     const uint32_t holder = pids[int(c.holder)];
-    SCOPED_TRACE(std::string(c.call) + (c.enabled ? " enabled" : " disabled") + " holder " +
-                 std::to_string(holder));
+    SCOPED_TRACE(testing::Message() << c.call << (c.enabled ? " enabled" : " disabled")
+                                    << " holder " << holder);
     DeleteFileW(install.log().c_str());
     mixer.setEnableVCamConnect(c.enabled);
     mixer.setOpeningProcessId(holder);
 
-    ChildProcess host =
-        install.start(L"--child format_call " + std::wstring(c.call, c.call + strlen(c.call)));
+    ChildProcess host = install.start(L"--child format_call " + std::wstring(c.call));
     auto code = host.wait(20000);
     ASSERT_TRUE(code);
     EXPECT_EQ(*code, DWORD(c.exitCode));
 
-    std::string log = install.waitForLog(c.notice ? 1 : 0);
-    if (c.notice) {
+    const bool notice = c.holder == Holder::Live;
+    std::string log = install.waitForLog(notice ? 1 : 0);
+    if (notice) {
       EXPECT_NE(log.find("\"zarncampro://VirtualCamBeUsed/name="), std::string::npos) << log;
       EXPECT_NE(log.find("&pid=" + std::to_string(holder) + "\""), std::string::npos) << log;
     } else {
       EXPECT_EQ(log, "");
     }
-
-    uint32_t expected = holder;
-    if (c.enabled && c.holder == Holder::Gone) {
-      // Cleared; only SetMediaType goes on to publish and claim for the asking host.
-      expected = std::string(c.call) == "setmediatype" ? host.pid() : 0;
-    }
-    EXPECT_EQ(mixer.getOpeningProcessId(), expected);
+    const uint32_t claims[] = {holder, 0, host.pid()};
+    EXPECT_EQ(mixer.getOpeningProcessId(), claims[int(c.claim)]);
   }
 }
 
@@ -248,24 +223,19 @@ class ConnectedFormat : public MixerRecord {
   IGraphBuilder* graph = nullptr;
 };
 
-TEST_F(ConnectedFormat, SetFormatReconnectsAndPublishesTheNewRequestWithRgbAsTagZero) {
+TEST_F(ConnectedFormat, SetFormatReconnectsAndPublishesOrWhenItCannotTakeEffectKeepsTheOldOnes) {
   CMediaType wanted = videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, BI_RGB, 333333);
   ASSERT_EQ(held.pin()->SetFormat(&wanted), S_OK);
   AM_MEDIA_TYPE connection = {};
   ASSERT_EQ(sink->pin()->ConnectionMediaType(&connection), S_OK);
   EXPECT_EQ(headerOf(connection).biWidth, 640);
   FreeMediaType(connection);
-  const Published request = published();
-  EXPECT_EQ(request.width, 640);
-  EXPECT_EQ(request.height, 480);
-  EXPECT_EQ(request.fourcc, 0u);
-}
+  // RGB travels as tag zero.
+  EXPECT_EQ(published().fourcc, 0u);
 
-// The sample buffers stay those of the old type, so a larger request would be written past them.
-TEST_F(ConnectedFormat, SetFormatThatCannotTakeEffectKeepsTheOldTypeAndTheOldRequest) {
+  // The sample buffers stay those of the old type, so a larger request would be written past them.
   CMediaType before;
   held.pin()->GetMediaType(0, &before);
-  const Published was = published();
   CMediaType larger = videoType(MEDIASUBTYPE_RGB32, 3840, 2160, 32, BI_RGB, 333333);
   for (bool running : {true, false}) {
     SCOPED_TRACE(running ? "running" : "sink refuses");
@@ -279,7 +249,7 @@ TEST_F(ConnectedFormat, SetFormatThatCannotTakeEffectKeepsTheOldTypeAndTheOldReq
     CMediaType after;
     held.pin()->GetMediaType(0, &after);
     EXPECT_TRUE(after == before);
-    EXPECT_EQ(published().width, was.width);
-    EXPECT_EQ(published().height, was.height);
+    EXPECT_EQ(published().width, 640);
+    EXPECT_EQ(published().height, 480);
   }
 }

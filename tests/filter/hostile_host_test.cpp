@@ -68,26 +68,6 @@ class QuietPlatform : public Platform {
   uint32_t milliseconds() override { return GetTickCount(); }
 };
 
-// Signals each sample it receives. A write past a sample needs no check here: the framework's
-// buffers end at the end of their pages, so the frame paths fault on it.
-class SignallingPin : public TestInputPin {
- public:
-  using TestInputPin::TestInputPin;
-  ~SignallingPin() override { CloseHandle(arrived); }
-  STDMETHODIMP Receive(IMediaSample* sample) override {
-    SetEvent(arrived);
-    return TestInputPin::Receive(sample);
-  }
-  const HANDLE arrived = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-};
-
-class SignallingSink : public TestSinkFilter {
- public:
-  CBasePin* GetPin(int n) override { return n == 0 ? &in : nullptr; }
-  CCritSec lock;
-  SignallingPin in{this, &lock};
-};
-
 // A host's media type whose format block holds exactly cbFormat bytes and ends at a guard page.
 struct HostType {
   AM_MEDIA_TYPE type = {};
@@ -112,7 +92,7 @@ struct HostileHost {
   explicit HostileHost(uint32_t seed) : random(seed) {
     filter->AddRef();
     sink->AddRef();
-    sink->in.offerAllocator = true;
+    sink->pin()->offerAllocator = true;
     CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
                      reinterpret_cast<void**>(&graph));
     graph->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(&control));
@@ -195,6 +175,7 @@ struct HostileHost {
 
   // The pin keeps the reference that ConnectedTo gave it, as hosts have always seen.
   void kept(HRESULT hr) { sinkRefsKept += hr == S_OK && connected; }
+  AM_MEDIA_TYPE** gotOrNull() { return nullArgument ? nullptr : &got; }
   void dropGot() {
     if (got) DeleteMediaType(got);
     got = nullptr;
@@ -204,7 +185,8 @@ struct HostileHost {
   HRESULT created = S_OK;
   CVCam* const filter = static_cast<CVCam*>(CVCam::CreateInstance(nullptr, &created));
   CVCamStream* const pin = filter->stream();
-  SignallingSink* const sink = new SignallingSink();
+  // A write past a sample needs no check: the framework's buffers end at a page end and fault.
+  TestSinkFilter* const sink = new TestSinkFilter();
   IGraphBuilder* graph = nullptr;
   IMediaControl* control = nullptr;
   ChildProcess mixer;
@@ -234,19 +216,13 @@ const CallKind kCallKinds[] = {
          if (h.nullCaps) header.biSizeImage = h.pick(header.biSizeImage);
          h.kept(h.pin->SetFormat(h.got));
        }
-       h.dropGot();
      }},
     {"CheckMediaType", 2,
      [](HostileHost& h) { h.pin->CheckMediaType(static_cast<CMediaType*>(h.type)); }},
     {"GetStreamCaps", 2, [](HostileHost& h) {
-       h.pin->GetStreamCaps(h.index, h.nullArgument ? nullptr : &h.got,
-                            h.nullCaps ? nullptr : h.caps.data());
-       h.dropGot();
+       h.pin->GetStreamCaps(h.index, h.gotOrNull(), h.nullCaps ? nullptr : h.caps.data());
      }},
-    {"GetFormat", 1, [](HostileHost& h) {
-       h.pin->GetFormat(h.nullArgument ? nullptr : &h.got);
-       h.dropGot();
-     }},
+    {"GetFormat", 1, [](HostileHost& h) { h.pin->GetFormat(h.gotOrNull()); }},
     {"SetOutputWidthHeight", 2,
      [](HostileHost& h) { h.pin->SetOutputWidthHeight(h.nullArgument ? nullptr : &h.list); }},
     {"GetOutputWidthHeight", 1, [](HostileHost& h) {
@@ -265,8 +241,7 @@ const CallKind kCallKinds[] = {
     {"ConnectDirect", 2, [](HostileHost& h) {
        if (h.index < 0) h.filter->Stop();
        if (h.nullCaps) h.pin->GetFormat(&h.got);
-       h.graph->ConnectDirect(h.pin, &h.sink->in, h.got ? h.got : h.pick(2) ? nullptr : h.type);
-       h.dropGot();
+       h.graph->ConnectDirect(h.pin, h.sink->pin(), h.got ? h.got : h.pick(2) ? nullptr : h.type);
      }},
     // Alone, the pin's own Disconnect leaves the sink believing it is still connected.
     {"Disconnect", 1, [](HostileHost& h) {
@@ -274,15 +249,15 @@ const CallKind kCallKinds[] = {
          h.pin->Disconnect();
        } else {
          h.graph->Disconnect(h.pin);
-         h.graph->Disconnect(&h.sink->in);
+         h.graph->Disconnect(h.sink->pin());
        }
      }},
     {"await sample", 2, [](HostileHost& h) {
        FILTER_STATE state = State_Stopped;
        h.filter->GetState(0, &state);
        if (!h.connected || state == State_Stopped) return;
-       ResetEvent(h.sink->in.arrived);
-       h.samples += WaitForSingleObject(h.sink->in.arrived, kSampleWaitMs) == WAIT_OBJECT_0;
+       ResetEvent(h.sink->pin()->arrived);
+       h.samples += WaitForSingleObject(h.sink->pin()->arrived, kSampleWaitMs) == WAIT_OBJECT_0;
      }},
     {"mixer start/kill", 0, [](HostileHost& h) {
        if (h.mixer.running()) {
@@ -327,6 +302,7 @@ ZARN_CHILD_ROLE(hostile_host) {
     g_recent[g_calls % 12] = h.describe(kind.name);
     ++g_calls;
     kind.call(h);
+    h.dropGot();
   }
 
   // The graph's Stop passes a filter that was run behind its back; the filter's own is the last.
@@ -334,14 +310,12 @@ ZARN_CHILD_ROLE(hostile_host) {
   h.filter->Stop();
   const uint32_t claim = mixerSide.getOpeningProcessId();
   h.mixer.kill();
-  h.graph->Disconnect(h.pin);
-  h.graph->Disconnect(&h.sink->in);
   h.graph->RemoveFilter(h.filter);
   h.graph->RemoveFilter(h.sink);
   h.control->Release();
   h.graph->Release();
   const ULONG filterRefs = h.filter->Release();
-  const int received = h.sink->in.received;
+  const int received = h.sink->pin()->received;
   const ULONG sinkRefs = h.sink->Release();
   for (ULONG left = sinkRefs; left > 0; --left) h.sink->Release();
   const LONG objectsLeft = CBaseObject::ObjectsActive() - objectsBefore;

@@ -5,21 +5,10 @@
 #include "delivery/format_tags.h"
 #include "filter/capture_format_catalogue.h"
 #include "filter/media_subtypes.h"
-#include "filter/vcam.h"
-#include "filter/vcam_stream.h"
 #include "media/media_type.h"
 #include "tests/filter/held_filter.h"
-#include "tests/filter/mixer_record.h"
 
-namespace {
-
-class StreamConfig : public MixerRecord {
- protected:
-  HeldFilter held;
-  CVCamStream* const pin = held.pin();
-};
-
-}  // namespace
+using StreamConfig = HeldPin;
 
 TEST_F(StreamConfig, EachCapabilityIsOneExactCatalogueRow) {
   int count = 0, size = 0;
@@ -39,9 +28,7 @@ TEST_F(StreamConfig, EachCapabilityIsOneExactCatalogueRow) {
   const Case cases[] = {
       {0, 1080, 1920, 400000, 24, BI_RGB, MEDIASUBTYPE_RGB24, 6220800},
       {1, 1920, 1080, 400000, 24, BI_RGB, MEDIASUBTYPE_RGB24, 6220800},
-      {22, 1080, 1920, 666666, 24, BI_RGB, MEDIASUBTYPE_RGB24, 6220800},
       {88, 1080, 1920, 400000, 32, BI_RGB, MEDIASUBTYPE_RGB32, 8294400},
-      {176, 1080, 1920, 400000, 12, kTagI420, MEDIASUBTYPE_I420, 3110400},
       {263, 324, 360, 166666, 12, kTagI420, MEDIASUBTYPE_I420, 174960},
   };
   for (const Case& c : cases) {
@@ -51,9 +38,6 @@ TEST_F(StreamConfig, EachCapabilityIsOneExactCatalogueRow) {
     ASSERT_EQ(pin->GetStreamCaps(c.row, &type, reinterpret_cast<BYTE*>(&caps)), S_OK);
     const BITMAPINFOHEADER& header = headerOf(*type);
     EXPECT_EQ(type->subtype, c.subtype);
-    EXPECT_EQ(type->formattype, FORMAT_VideoInfo);
-    EXPECT_EQ(type->cbFormat, sizeof(VIDEOINFOHEADER));
-    EXPECT_FALSE(type->bFixedSizeSamples);
     EXPECT_EQ(type->lSampleSize, c.imageSize);
     EXPECT_EQ(header.biWidth, c.width);
     EXPECT_EQ(header.biHeight, c.height);
@@ -61,17 +45,10 @@ TEST_F(StreamConfig, EachCapabilityIsOneExactCatalogueRow) {
     EXPECT_EQ(header.biCompression, c.compression);
     EXPECT_EQ(header.biSizeImage, c.imageSize);
     EXPECT_EQ(reinterpret_cast<VIDEOINFOHEADER*>(type->pbFormat)->AvgTimePerFrame, c.period);
-
-    EXPECT_EQ(caps.guid, FORMAT_VideoInfo);
     EXPECT_EQ(caps.MinOutputSize.cx, c.width);
     EXPECT_EQ(caps.MaxOutputSize.cy, c.height);
-    EXPECT_EQ(caps.InputSize.cx, c.width);
     EXPECT_EQ(caps.MinFrameInterval, c.period);
     EXPECT_EQ(caps.MaxFrameInterval, c.period);
-    EXPECT_EQ(caps.CropAlignX, 1);
-    EXPECT_EQ(caps.OutputGranularityX, 0);
-    EXPECT_EQ(caps.MinBitsPerSecond, 30720);
-    EXPECT_EQ(caps.MaxBitsPerSecond, 491520000);
     // Negotiation offers the same rows; its position 0 is the current type instead.
     CMediaType offered;
     EXPECT_EQ(pin->GetMediaType(c.row, &offered), S_OK);
@@ -81,25 +58,23 @@ TEST_F(StreamConfig, EachCapabilityIsOneExactCatalogueRow) {
   }
 }
 
-TEST_F(StreamConfig, CapabilityIndexOutsideTheCatalogueLeavesTheOutArgumentsAlone) {
+TEST_F(StreamConfig, IndexOutsideTheCatalogueOrRowOfAnUnknownPixelFormatLeavesTheCapsAlone) {
   AM_MEDIA_TYPE* type = nullptr;
   BYTE caps[128] = {0x5A};
+  CMediaType none;
   EXPECT_EQ(pin->GetStreamCaps(-1, &type, caps), E_INVALIDARG);
   EXPECT_EQ(pin->GetStreamCaps(264, &type, caps), VFW_S_NO_MORE_ITEMS);
   EXPECT_EQ(type, nullptr);
-  EXPECT_EQ(caps[0], 0x5A);
-}
+  EXPECT_EQ(pin->GetMediaType(-1, &none), E_INVALIDARG);
+  EXPECT_EQ(pin->GetMediaType(264, &none), VFW_S_NO_MORE_ITEMS);
 
-TEST_F(StreamConfig, RowOfAnUnknownPixelFormatIsRefusedWithTheBareValue) {
   s_videoCaptureInfo.push_back({640, 480, 333333, 16, 0});
-  AM_MEDIA_TYPE* type = nullptr;
-  BYTE caps[128] = {0x5A};
-  HRESULT result = pin->GetStreamCaps(264, &type, caps);
+  const HRESULT result = pin->GetStreamCaps(264, &type, caps);
   s_videoCaptureInfo.pop_back();
   EXPECT_EQ(result, HRESULT(-1));
   ASSERT_NE(type, nullptr);
-  EXPECT_EQ(caps[0], 0x5A);
   DeleteMediaType(type);
+  EXPECT_EQ(caps[0], 0x5A);
 }
 
 TEST_F(StreamConfig, PinCategoryIsCaptureAndTheOnlyPropertyKnown) {
@@ -137,21 +112,16 @@ TEST_F(StreamConfig, PinCategoryIsCaptureAndTheOnlyPropertyKnown) {
   DWORD support = 0;
   EXPECT_EQ(pin->QuerySupported(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, &support), S_OK);
   EXPECT_EQ(support, DWORD(KSPROPERTY_SUPPORT_GET));
-  EXPECT_EQ(pin->QuerySupported(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr), S_OK);
   EXPECT_EQ(pin->QuerySupported(otherSet, AMPROPERTY_PIN_CATEGORY, &support),
             E_PROP_SET_UNSUPPORTED);
-  EXPECT_EQ(pin->QuerySupported(AMPROPSETID_Pin, 1, &support), E_PROP_ID_UNSUPPORTED);
-  GUID category = GUID_NULL;
-  EXPECT_EQ(pin->Set(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &category, 16),
-            E_NOTIMPL);
 }
 
 TEST_F(StreamConfig, NullOutPointersAreRefused) {
   AM_MEDIA_TYPE* type = nullptr;
   VIDEO_STREAM_CONFIG_CAPS caps = {};
   int value = 0;
-  unsigned char answer = 0;
   EXPECT_EQ(pin->GetFormat(nullptr), E_POINTER);
+  EXPECT_EQ(pin->GetMediaType(1, nullptr), E_POINTER);
   EXPECT_EQ(pin->GetNumberOfCapabilities(nullptr, &value), E_POINTER);
   EXPECT_EQ(pin->GetNumberOfCapabilities(&value, nullptr), E_POINTER);
   EXPECT_EQ(pin->GetStreamCaps(0, nullptr, reinterpret_cast<BYTE*>(&caps)), E_POINTER);
@@ -160,6 +130,4 @@ TEST_F(StreamConfig, NullOutPointersAreRefused) {
   EXPECT_EQ(pin->GetOutputWidthHeight(nullptr, &value), E_POINTER);
   EXPECT_EQ(pin->GetOutputWidthHeight(&value, nullptr), E_POINTER);
   EXPECT_EQ(pin->CheckZarnCamUsingVideoEnhancements(nullptr), E_POINTER);
-  EXPECT_EQ(pin->CheckZarnCamUsingVideoEnhancements(&answer), S_OK);
-  EXPECT_EQ(answer, 0);
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "delivery/format_tags.h"
@@ -59,14 +60,16 @@ Read readFrame(SharedTexHelper& helper, uint32_t textureId, int width, int heigh
 }  // namespace
 
 TEST(SharedTexHelper, ShaderRouteMatchesReferenceForEveryFormatMatrixAndRange) {
-  for (auto [width, height] : {std::pair{64, 32}, {10, 6}, {8, 7}}) {
+  // At height 9 the last luma row lies outside the even rows' copy.
+  for (auto [width, height] : {std::pair{64, 32}, {10, 6}, {8, 9}}) {
     const RgbaImage image = makeTestPattern(width, height);
     for (DXGI_FORMAT format : {kRedFirst, kBlueFirst}) {
       ServedTextureHelper helper;
       helper.serve(7, format, image);
       for (uint32_t tag : kTags) {
+        // One change at a time, so the reader must rebuild for the range alone too.
         for (int variant = 0; variant < 4; ++variant) {
-          const bool is709 = variant & 1, isFullRange = variant & 2;
+          const bool is709 = variant & 2, isFullRange = (variant ^ variant >> 1) & 1;
           SCOPED_TRACE(testing::Message() << width << "x" << height << " format " << format << " "
                                           << std::string(reinterpret_cast<char*>(&tag), 4)
                                           << " is709 " << is709 << " full " << isFullRange);
@@ -142,31 +145,22 @@ TEST(SharedTexHelper, RefusesWhatItCannotReadAndLeavesTheTargetAlone) {
   EXPECT_TRUE(readFrame(helper, 1, 16, 8, kTagI420, false, true).ok);
 }
 
-TEST(SharedTexHelper, SteadyStreamCompilesOnceAndEachChangeRebuilds) {
+// Each change of matrix, range or format shows in the conversions above; this is about cost.
+TEST(SharedTexHelper, SteadyStreamCompilesOnceATexture) {
   LogLineQueue::create();
   const std::string logPath = userLogFolder() + "zarncamvcam.log";
   const uint64_t logStart = fileSizeOf(logPath);
   ServedTextureHelper helper;
-  helper.serve(1, kRedFirst, makeTestPattern(16, 8));
-  helper.serve(2, kRedFirst, makeTestPattern(16, 8));
-  struct {
-    uint32_t textureId, tag;
-    bool is709, isFullRange;
-  } frames[] = {{1, kTagI420, false, false}, {1, kTagI420, false, false},
-                {1, kTagNV12, false, false}, {1, kTagNV12, true, true},
-                {2, kTagNV12, true, true},   {2, kTagNV12, true, true}};
-  for (const auto& f : frames) {
-    ASSERT_TRUE(readFrame(helper, f.textureId, 16, 8, f.tag, f.is709, f.isFullRange).ok);
+  for (uint32_t textureId : {1u, 2u}) {
+    helper.serve(textureId, kRedFirst, makeTestPattern(16, 8));
+    for (int frame = 0; frame < 2; ++frame) {
+      ASSERT_TRUE(readFrame(helper, textureId, 16, 8, kTagNV12, true, true).ok);
+    }
   }
-
-  std::string builds;
-  const std::string name = "SharedTexHelper::createConversionObjects ";
-  for (const std::string& line : linesOfPid(readLines(logPath, logStart), GetCurrentProcessId())) {
-    const size_t at = line.find(name);
-    if (at != std::string::npos) builds += line.substr(at + name.size()) + "\n";
-  }
-  const std::string i420 = " toFormat:" + std::to_string(int(kTagI420)) + "\nend\n";
-  const std::string nv12 = " toFormat:" + std::to_string(int(kTagNV12)) + "\nend\n";
-  EXPECT_EQ(builds, "is709:0 isFullRange:0" + i420 + "is709:0 isFullRange:0" + nv12 +
-                        "is709:1 isFullRange:1" + nv12 + "is709:1 isFullRange:1" + nv12);
+  const std::vector<std::string> lines = linesOfPid(readLines(logPath, logStart), GetCurrentProcessId());
+  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                          [](const std::string& line) {
+                            return line.find("createConversionObjects is709:1") != std::string::npos;
+                          }),
+            2);
 }

@@ -62,20 +62,16 @@ TEST(ProcessAncestry, LiveChildIsNamedAndDescendsFromThisProcessUntilEndedByItsN
   EXPECT_EQ(getProcessNameByPid(pid), L"");
 }
 
-TEST(ProcessAncestry, EndedChildHasAParentOnlyWhenEndedProcessesAreAccepted) {
-  ChildProcess child = ChildProcess::startRole("parent_skipped");
-  ASSERT_TRUE(child.wait(20000).has_value());
-  // The open handle keeps the ended process's record readable.
-  EXPECT_EQ(getParentProcessId(child.pid(), false, false), 0u);
-  EXPECT_EQ(getParentProcessId(child.pid(), true, false), GetCurrentProcessId());
-  EXPECT_EQ(getParentProcessId(kNoSuchProcess, true, false), 0u);
-  EXPECT_EQ(getRootProcessId(kNoSuchProcess), 0u);
-  EXPECT_EQ(getProcessImageName(kNoSuchProcess), L"unknown");
-}
-
 // The shell runs from the Windows folder: its child knows its parent but skips it when asked.
-TEST(ProcessAncestry, ParentFromTheWindowsFolderIsSkippedWhenAsked) {
+// The ended shell has a parent only when ended processes are accepted.
+TEST(ProcessAncestry, ParentFromTheWindowsFolderIsSkippedWhenAskedAndAnEndedOneOnlyWhenAccepted) {
   ChildProcess shell = ChildProcess::start(
       _wgetenv(L"ComSpec"), L"/c \"\"" + zarn::test::executablePath() + L"\" --child parent_skipped\"");
   EXPECT_EQ(shell.wait(20000), std::optional<DWORD>(0));
+  // The open handle keeps the ended process's record readable.
+  EXPECT_EQ(getParentProcessId(shell.pid(), false, false), 0u);
+  EXPECT_EQ(getParentProcessId(shell.pid(), true, false), GetCurrentProcessId());
+  EXPECT_EQ(getParentProcessId(kNoSuchProcess, true, false), 0u);
+  EXPECT_EQ(getRootProcessId(kNoSuchProcess), 0u);
+  EXPECT_EQ(getProcessImageName(kNoSuchProcess), L"unknown");
 }

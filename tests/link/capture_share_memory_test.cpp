@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <vector>
 
 #include "link/test_pattern.h"
@@ -94,12 +93,7 @@ TEST(CaptureShareMemory, PlainRecordReadAsSealedFallsBackToThePlainLayout) {
   reader.setEncrypted(true);
   ASSERT_TRUE(reader.attach(false));
   CaptureFrameRecord record;
-  try {
-    reader.lockReadBuffer(record);
-    ADD_FAILURE() << "read as sealed";
-  } catch (const std::exception& e) {
-    EXPECT_STREQ(e.what(), "Incorrect buffer length");
-  }
+  EXPECT_EQ(thrownMessage([&] { reader.lockReadBuffer(record); }), "Incorrect buffer length");
   reader.unLockReadBuffer();
   reader.setEncrypted(false);
   const uint8_t* pixels = reader.lockReadBuffer(record);

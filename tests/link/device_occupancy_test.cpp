@@ -41,12 +41,12 @@ TEST(DeviceOccupancy, ClaimOfAHolderThatHasEndedIsCleared) {
     channel.openOrCreate(1280, 720, 25, 0);
     ChildProcess holder = ChildProcess::startRole("claim_camera");
     const uint32_t holderPid = holder.pid();
-    ASSERT_TRUE(waitUntil([&] { return channel.getOpeningProcessId() == holderPid; }, 15000));
+    ASSERT_TRUE(zarn::test::waitUntil(15000, [&] { return channel.getOpeningProcessId() == holderPid; }));
     if (c.holder != Holder::Alive) holder.kill();
     if (c.holder == Holder::KilledHandleClosed) {
       // With our handle gone the id stops opening once the system has let go of the process.
       holder = ChildProcess();
-      ASSERT_TRUE(waitUntil([&] { return !processOpens(holderPid); }, 10000));
+      ASSERT_TRUE(zarn::test::waitUntil(10000, [&] { return !processOpens(holderPid); }));
     }
 
     HandleOpeningProcessTermination(&channel);

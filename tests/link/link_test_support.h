@@ -2,24 +2,17 @@
 // Shared by the cross-process tests of the mixer link.
 #include <windows.h>
 
-#include <cstdint>
 #include <functional>
+#include <stdexcept>
+#include <string>
+
+#include "tests/support/child_process.h"
 
 inline const wchar_t kFrameRegionBase[] = L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY";
 inline const wchar_t kFrameMappingName[] =
     L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY_SharedMemory_ZarnMixer";
 inline const wchar_t kParamMappingName[] =
     L"ZARNCAM_INT_VIRTUAL_VIDEO_VCAMPARA_SHARE_MEMORY_SharedMemory_ZarnMixer";
-
-// Polls `condition` every 10 ms; false if it still fails after `timeoutMs`.
-inline bool waitUntil(const std::function<bool()>& condition, DWORD timeoutMs) {
-  const ULONGLONG end = GetTickCount64() + timeoutMs;
-  while (!condition()) {
-    if (GetTickCount64() >= end) return false;
-    Sleep(10);
-  }
-  return true;
-}
 
 inline bool mappingExists(const wchar_t* name) {
   HANDLE mapping = OpenFileMappingW(FILE_MAP_READ, FALSE, name);
@@ -30,11 +23,21 @@ inline bool mappingExists(const wchar_t* name) {
 // A killed process may hold its handles a little longer; tests that create a region wait for
 // the one of an earlier test to go.
 inline bool regionGone(const wchar_t* name) {
-  return waitUntil([name] { return !mappingExists(name); }, 10000);
+  return zarn::test::waitUntil(10000, [name] { return !mappingExists(name); });
 }
 
 // Keeps a child role alive until the test kills it, with a bound in case the test can't.
 inline int idleUntilKilled() {
   Sleep(60000);
   return 3;
+}
+
+// The message of what `run` throws; empty when it returns.
+inline std::string thrownMessage(const std::function<void()>& run) {
+  try {
+    run();
+  } catch (const std::exception& e) {
+    return e.what();
+  }
+  return "";
 }

@@ -19,10 +19,8 @@ TEST(VCamParamChannel, RegionThatCannotBeMappedIsNoChannelAndSaysSoOnceAMinute) 
   HANDLE squatter = CreateEventW(nullptr, TRUE, FALSE, kParamMappingName);
   ASSERT_NE(squatter, nullptr);
   LogLineQueue::create();
-  struct InstalledClock : FakeClock {
-    InstalledClock() { setPlatform(this); }
-    ~InstalledClock() { setPlatform(nullptr); }
-  } clock;
+  FakeClock clock;
+  setPlatform(&clock);
   clock.now = 0x40000000;
   const std::string log = userLogFolder() + "zarncamvcam.log";
   const uint64_t logStart = fileSizeOf(log);
@@ -48,6 +46,7 @@ TEST(VCamParamChannel, RegionThatCannotBeMappedIsNoChannelAndSaysSoOnceAMinute) 
                                    std::string::npos;
                           }),
             2);
+  setPlatform(nullptr);
   CloseHandle(squatter);
 }
 

@@ -36,7 +36,7 @@ std::vector<uint8_t> paramBytes(size_t count) {
 TEST(VCamParamChannel, FirstFilterCreatesTheDefaultsAndASecondOnlyOpens) {
   ASSERT_TRUE(regionGone(kParamMappingName));
   ChildProcess first = ChildProcess::startRole("filter_channel");
-  ASSERT_TRUE(waitUntil([] { return mappingExists(kParamMappingName); }, 15000));
+  ASSERT_TRUE(zarn::test::waitUntil(15000, [] { return mappingExists(kParamMappingName); }));
   VCamParamChannel channel;
   channel.openOrCreate(640, 480, 50, 7);
   const std::vector<uint8_t> defaults = {0, 0, 0x02, 0xD0, 0, 0, 0x05, 0x00, 0, 0x06, 0x1A, 0x80,

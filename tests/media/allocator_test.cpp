@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <utility>
 
 #include "media/allocator.h"
 #include "tests/media/media_test_support.h"
@@ -65,35 +66,40 @@ TEST_F(AllocatorTest, SetPropertiesRoundsTheSizeToTheAlignment) {
   }
 }
 
-TEST_F(AllocatorTest, CommitNeedsProperties) {
+TEST_F(AllocatorTest, CommitNeedsAtLeastOneBuffer) {
+  ALLOCATOR_PROPERTIES request = {0, 64, 1, 0};
+  ALLOCATOR_PROPERTIES actual;
+  ASSERT_EQ(S_OK, m_allocator->SetProperties(&request, &actual));
   EXPECT_EQ(VFW_E_SIZENOTSET, m_allocator->Commit());
   IMediaSample* sample = nullptr;
   EXPECT_EQ(VFW_E_NOT_COMMITTED, m_allocator->GetBuffer(&sample, nullptr, nullptr, 0));
 }
 
-TEST_F(AllocatorTest, DecommitWithASampleOutKeepsMemoryAndAllocatorUntilItReturns) {
-  commit(1, 64);
-  IMediaSample* sample = nullptr;
-  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&sample, nullptr, nullptr, 0));
+TEST_F(AllocatorTest, DecommitWithSamplesOutKeepsMemoryAndAllocatorUntilTheLastReturns) {
+  commit(2, 64);
+  IMediaSample* first = nullptr;
+  IMediaSample* second = nullptr;
+  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&first, nullptr, nullptr, 0));
+  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&second, nullptr, nullptr, 0));
   BYTE* before = nullptr;
-  sample->GetPointer(&before);
+  first->GetPointer(&before);
   ASSERT_EQ(S_OK, m_allocator->Decommit());
   ALLOCATOR_PROPERTIES request = {1, 64, 1, 0};
   ALLOCATOR_PROPERTIES actual;
   EXPECT_EQ(VFW_E_BUFFERS_OUTSTANDING, m_allocator->SetProperties(&request, &actual));
   ASSERT_EQ(S_OK, m_allocator->Commit());
-  sample->Release();
-  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&sample, nullptr, nullptr, AM_GBF_NOWAIT));
+  first->Release();
+  ASSERT_EQ(S_OK, m_allocator->GetBuffer(&first, nullptr, nullptr, AM_GBF_NOWAIT));
   BYTE* after = nullptr;
-  sample->GetPointer(&after);
+  first->GetPointer(&after);
   EXPECT_EQ(before, after);
 
   ASSERT_EQ(S_OK, m_allocator->Decommit());
-  // The caller's reference is the last but the committed one.
-  EXPECT_EQ(1u, m_allocator->Release());
-  m_allocator = nullptr;
+  first->Release();
+  // The caller's reference is the last but the committed one, held while `second` is out.
+  ASSERT_EQ(1u, std::exchange(m_allocator, nullptr)->Release());
   EXPECT_EQ(m_objectsBefore, CBaseObject::ObjectsActive());
-  sample->Release();
+  second->Release();
   EXPECT_EQ(m_objectsBefore - 1, CBaseObject::ObjectsActive());
 }
 

@@ -25,6 +25,7 @@ TEST_F(ConnectionTest, ConnectsWithItsOwnTypeAndTheSinksAllocator) {
   EXPECT_EQ(VFW_E_ALREADY_CONNECTED, m_stream->Connect(m_in, nullptr));
 }
 
+// The last case shows the peer's types go first: the pin's own would have matched without asking.
 TEST_F(ConnectionTest, AFullTypeIsTheOnlyOneTriedAndAPartialOneFiltersTheCandidates) {
   struct Case {
     CMediaType type;
@@ -44,16 +45,10 @@ TEST_F(ConnectionTest, AFullTypeIsTheOnlyOneTriedAndAPartialOneFiltersTheCandida
   }
 }
 
-TEST_F(ConnectionTest, PeerTypesComeFirstAndAPeerWithoutThemStillGetsThePinsOwn) {
-  // Had the pin's own types gone first, the peer would never have been asked.
-  m_in->offered = {m_stream->type};
-  ASSERT_EQ(S_OK, m_stream->Connect(m_in, nullptr));
-  EXPECT_EQ(1, m_in->enumerations.load());
-  m_stream->Disconnect();
-  m_in->Disconnect();
+TEST_F(ConnectionTest, APeerWithoutTypesStillGetsThePinsOwn) {
   m_in->withholdEnumerator = true;
   EXPECT_EQ(S_OK, m_stream->Connect(m_in, nullptr));
-  EXPECT_EQ(2, m_in->enumerations.load());
+  EXPECT_EQ(1, m_in->enumerations.load());
 }
 
 TEST_F(ConnectionTest, RefusedPeerAllocatorFallsBackToTheDefaultWithTheSameProperties) {

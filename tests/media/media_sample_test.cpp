@@ -62,6 +62,11 @@ TEST_F(MediaSampleTest, TimeRules) {
   EXPECT_EQ(900, m2);
 }
 
+TEST_F(MediaSampleTest, ActualLengthMayFillTheBuffer) {
+  EXPECT_EQ(S_OK, m_sample->SetActualDataLength(100));
+  EXPECT_EQ(VFW_E_BUFFER_OVERFLOW, m_sample->SetActualDataLength(101));
+}
+
 TEST_F(MediaSampleTest, LastReleaseClearsFlagsAndType) {
   CMediaType mt = videoType(4, 4);
   m_sample->SetSyncPoint(TRUE);

@@ -4,7 +4,6 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "tests/media/media_test_support.h"
 
@@ -51,45 +50,37 @@ TEST(MediaTypeTest, EachCopyHoldsItsOwnReferenceAndAFailedCopyHoldsNothing) {
   source.SetFormatType(&FORMAT_VideoInfo);
   std::memset(source.AllocFormatBuffer(oddSize), 7, oddSize);
   source.pUnk = &unk;
-  auto check = [&](const AM_MEDIA_TYPE& copy, HRESULT hr, bool failed) {
-    EXPECT_EQ(failed ? E_OUTOFMEMORY : S_OK, hr);
-    EXPECT_EQ(failed ? 1u : 2u, unk.refs);
-    EXPECT_EQ(failed ? nullptr : &unk, copy.pUnk);
-    EXPECT_EQ(failed ? 0u : oddSize, copy.cbFormat);
-    EXPECT_NE(source.Format(), copy.pbFormat);
-  };
-  const std::pair<const char*, std::function<void(bool)>> ways[] = {
-      {"constructor",
-       [&](bool failed) {
-         HRESULT hr = S_OK;
-         CMediaType copy(source, &hr);
-         check(copy, hr, failed);
-       }},
-      {"Set",
-       [&](bool failed) {
-         CMediaType copy = videoType(2, 2);
-         check(copy, copy.Set(source), failed);
-       }},
-      {"CreateMediaType",
-       [&](bool failed) {
-         AM_MEDIA_TYPE* copy = CreateMediaType(&source);
-         ASSERT_EQ(failed, copy == nullptr);
-         if (copy) {
-           check(*copy, S_OK, false);
-           DeleteMediaType(copy);
-         }
-       }},
-  };
-  for (const auto& way : ways) {
-    for (bool failed : {false, true}) {
-      SCOPED_TRACE(std::string(way.first) + (failed ? " failing" : ""));
-      std::optional<FailingAllocation> failing;
-      if (failed) {
-        failing.emplace(oddSize);
-      }
-      way.second(failed);
-      EXPECT_EQ(1u, unk.refs);
+  for (bool failed : {false, true}) {
+    SCOPED_TRACE(failed ? "failing" : "succeeding");
+    std::optional<FailingAllocation> failing;
+    if (failed) {
+      failing.emplace(oddSize);
     }
+    const HRESULT expected = failed ? E_OUTOFMEMORY : S_OK;
+    auto check = [&](const AM_MEDIA_TYPE& copy) {
+      EXPECT_EQ(failed ? 1u : 2u, unk.refs);
+      EXPECT_EQ(failed ? nullptr : &unk, copy.pUnk);
+      EXPECT_EQ(failed ? 0u : oddSize, copy.cbFormat);
+      EXPECT_NE(source.Format(), copy.pbFormat);
+    };
+    {
+      HRESULT hr = S_OK;
+      CMediaType copy(source, &hr);
+      EXPECT_EQ(expected, hr);
+      check(copy);
+    }
+    {
+      CMediaType copy = videoType(2, 2);
+      EXPECT_EQ(expected, copy.Set(source));
+      check(copy);
+    }
+    AM_MEDIA_TYPE* copy = CreateMediaType(&source);
+    EXPECT_EQ(failed, copy == nullptr);
+    if (copy) {
+      check(*copy);
+      DeleteMediaType(copy);
+    }
+    EXPECT_EQ(1u, unk.refs);
   }
   DeleteMediaType(nullptr);
   source.pUnk = nullptr;

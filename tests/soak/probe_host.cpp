@@ -1,23 +1,12 @@
 #include "tests/soak/probe_host.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
-#include <vector>
-
-#include "tests/e2e/output_file.h"
-#include "tests/support/install_layout.h"
 
 namespace zarn::test {
 namespace {
-
-std::wstring freshOutputPath() {
-  wchar_t folder[MAX_PATH] = {};
-  wchar_t path[MAX_PATH] = {};
-  GetTempPathW(MAX_PATH, folder);
-  GetTempFileNameW(folder, L"zsk", 0, path);
-  return path;
-}
 
 // The next whole line of `text` from `at`, without its line end; false when none is complete.
 bool nextLine(const std::string& text, size_t& at, std::string& line) {
@@ -29,73 +18,39 @@ bool nextLine(const std::string& text, size_t& at, std::string& line) {
   return true;
 }
 
-// What follows `start` on each line that begins with it.
-std::vector<std::string> linesAfter(const std::string& text, const std::string& start) {
-  std::vector<std::string> found;
-  std::string line;
+// What follows `start` on the last whole line that begins with it; `count` counts such lines.
+std::string lastLineAfter(const std::string& text, const std::string& start, int* count = nullptr) {
+  std::string last, line;
   for (size_t at = 0; nextLine(text, at, line);) {
-    if (line.compare(0, start.size(), start) == 0) found.push_back(line.substr(start.size()));
+    if (line.compare(0, start.size(), start) != 0) continue;
+    last = line.substr(start.size());
+    if (count) ++*count;
   }
-  return found;
-}
-
-// The rest of the last line that begins with `start`; empty when there is none.
-std::string lastLineAfter(const std::string& text, const std::string& start) {
-  const std::vector<std::string> found = linesAfter(text, start);
-  return found.empty() ? std::string() : found.back();
+  return last;
 }
 
 }  // namespace
 
-ProbeHost::ProbeHost(const std::wstring& arguments) : m_outputPath(freshOutputPath()) {
-  m_process = startWithOutputFile(executableFolder() + L"zarncam-probe.exe", arguments, m_outputPath);
-}
-
-ProbeHost::~ProbeHost() {
-  m_process.kill();
-  DeleteFileW(m_outputPath.c_str());
-}
-
-std::string ProbeHost::output() const { return readFileBytes(m_outputPath); }
-
 std::optional<std::string> ProbeHost::waitForLine(const std::string& start, DWORD timeoutMs) {
-  const DWORD begin = GetTickCount();
-  do {
+  std::optional<std::string> rest;
+  waitUntil(timeoutMs, [&] {
     const std::string text = output();
     std::string line;
-    while (nextLine(text, m_readUpTo, line)) {
-      if (line.compare(0, start.size(), start) == 0) return line.substr(start.size());
+    while (!rest && nextLine(text, m_readUpTo, line)) {
+      if (line.compare(0, start.size(), start) == 0) rest = line.substr(start.size());
     }
-    Sleep(20);
-  } while (GetTickCount() - begin < timeoutMs);
-  return std::nullopt;
+    return rest.has_value();
+  });
+  return rest;
 }
 
-bool ProbeHost::waitForCycle(int cycle, DWORD timeoutMs) {
-  return waitForLine("cycle " + std::to_string(cycle) + " of", timeoutMs).has_value();
-}
-
-std::optional<DWORD> ProbeHost::waitForSource(const std::string& source, DWORD timeoutMs) {
-  if (auto rest = waitForLine("frames from the " + source + " at ", timeoutMs)) {
-    return DWORD(std::strtoul(rest->c_str(), nullptr, 10));
-  }
-  return std::nullopt;
-}
-
-ProbeReport ProbeHost::finish(DWORD timeoutMs) {
+ProbeReport ProbeHost::finish(const char* scenario, DWORD timeoutMs) {
   ProbeReport report;
-  const std::optional<DWORD> code = m_process.wait(timeoutMs);
-  if (!code) {
-    report.hung = true;
-    m_process.kill();
-  } else {
-    report.exitCode = *code;
-    report.crashed = *code > 5;  // not one of the probe's own exit codes: a fault ended it
-  }
+  report.exitCode = m_process.wait(timeoutMs);
+  if (!report.exitCode) m_process.kill();
   const std::string text = output();
   // Counted from the cycles' own lines too, for a probe that never reached its totals.
-  report.cyclesDone = int(linesAfter(text, "cycle ").size());
-  const std::string lastCycle = lastLineAfter(text, "cycle ");
+  const std::string lastCycle = lastLineAfter(text, "cycle ", &report.cyclesDone);
   const size_t frames = lastCycle.find(" frames (");
   if (frames != std::string::npos) report.lastCycleMixerFrames = std::atoi(lastCycle.c_str() + frames + 9);
   std::sscanf(lastLineAfter(text, "cycles done: ").c_str(), "%d of %*d, %d failed", &report.cyclesDone,
@@ -106,24 +61,19 @@ ProbeReport ProbeHost::finish(DWORD timeoutMs) {
               &report.handlesAfterFirst, &report.handlesAfterLast);
   const std::string claim = lastLineAfter(text, "claim after the last stop: ");
   if (!claim.empty()) report.claimAfterStop = uint32_t(std::strtoul(claim.c_str(), nullptr, 10));
-  return report;
-}
-
-void printSoakCounts(const char* scenario, const ProbeReport& report) {
-  std::printf(
-      "[%s] cycles done %d (%d failed), crashes %d, hangs %d, frames delivered %d (mixer %d, "
-      "placeholder %d), handles %lu -> %lu, claim after the last stop %s\n",
-      scenario, report.cyclesDone, report.cyclesFailed, report.crashed ? 1 : 0, report.hung ? 1 : 0,
-      report.frames, report.mixerFrames, report.frames - report.mixerFrames,
-      report.handlesAfterFirst, report.handlesAfterLast,
-      report.claimAfterStop ? std::to_string(*report.claimAfterStop).c_str() : "unknown");
+  // The probe's totals on the test's output, for the long runs of the scripts.
+  std::printf("[%s] %s", scenario, text.substr(std::min(text.find("cycles done: "), text.size())).c_str());
   std::fflush(stdout);
+  return report;
 }
 
 ::testing::AssertionResult ranClean(const ProbeReport& report, int cycles) {
   std::ostringstream faults;
-  if (report.crashed) faults << " the host crashed with 0x" << std::hex << report.exitCode << std::dec << ";";
-  if (report.hung) faults << " the host hung and was stopped;";
+  if (!report.exitCode) {
+    faults << " the host hung and was stopped;";
+  } else if (*report.exitCode > 5) {  // not one of the probe's own exit codes: a fault ended it
+    faults << " the host crashed with 0x" << std::hex << *report.exitCode << std::dec << ";";
+  }
   if (report.cyclesDone != cycles || report.cyclesFailed != 0) {
     faults << " " << report.cyclesDone << " of " << cycles << " cycles done, " << report.cyclesFailed
            << " failed;";

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstdlib>
 #include <optional>
 #include <string>
 
@@ -12,9 +13,7 @@
 namespace zarn::test {
 
 struct ProbeReport {
-  bool crashed = false;  // ended by a fault rather than with one of its own exit codes
-  bool hung = false;     // still running at the bound, and stopped
-  DWORD exitCode = 0;
+  std::optional<DWORD> exitCode;  // absent when the probe was still running at the bound
   int cyclesDone = 0;
   int cyclesFailed = 0;
   int frames = 0;
@@ -27,32 +26,32 @@ struct ProbeReport {
 
 class ProbeHost {
  public:
-  // Starts the probe beside the test with `arguments`, its output going to a file of its own.
-  explicit ProbeHost(const std::wstring& arguments);
-  ~ProbeHost();
+  explicit ProbeHost(const std::wstring& arguments)
+      : m_process(ChildProcess::startWithOutput(executableFolder() + L"zarncam-probe.exe", arguments)) {}
 
-  ChildProcess& process() { return m_process; }
-  std::string output() const;
+  std::string output() const { return m_process.output(); }
 
   // Waits for a line that starts with `start`, after the lines already taken by earlier calls;
   // the rest of the line, or nothing at the bound.
   std::optional<std::string> waitForLine(const std::string& start, DWORD timeoutMs);
   // True once the line of cycle `cycle` is out, false at the bound: a cycle that hangs.
-  bool waitForCycle(int cycle, DWORD timeoutMs);
+  bool waitForCycle(int cycle, DWORD timeoutMs) {
+    return waitForLine("cycle " + std::to_string(cycle) + " of", timeoutMs).has_value();
+  }
   // "frames from the mixer" or "... placeholder": the time (timeGetTime) of its first frame.
-  std::optional<DWORD> waitForSource(const std::string& source, DWORD timeoutMs);
+  std::optional<DWORD> waitForSource(const std::string& source, DWORD timeoutMs) {
+    auto rest = waitForLine("frames from the " + source + " at ", timeoutMs);
+    return rest ? std::optional<DWORD>(std::strtoul(rest->c_str(), nullptr, 10)) : std::nullopt;
+  }
 
-  // Waits for the probe to end, stopping it at the bound, and reads its totals.
-  ProbeReport finish(DWORD timeoutMs);
+  // Waits for the probe to end, stopping it at the bound; reads its totals and prints them after
+  // `scenario`.
+  ProbeReport finish(const char* scenario, DWORD timeoutMs);
 
  private:
-  std::wstring m_outputPath;
   ChildProcess m_process;
   size_t m_readUpTo = 0;
 };
-
-// The counts of one scenario, on one line of the test's output.
-void printSoakCounts(const char* scenario, const ProbeReport& report);
 
 // Every cycle ran, no host crashed or hung, the handle count didn't grow, and the camera was
 // given back.

@@ -1,6 +1,8 @@
 #include "tests/support/child_process.h"
 
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <utility>
 
@@ -39,24 +41,26 @@ std::wstring executableFolder() {
   return path.substr(0, path.find_last_of(L'\\') + 1);
 }
 
+std::string readFileBytes(const std::wstring& path) {
+  std::ifstream in(path.c_str(), std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
 ChildProcess ChildProcess::startRole(const std::string& role, const std::vector<std::string>& args) {
   std::wstring arguments = L"--child " + widen(role);
   for (const std::string& arg : args) arguments += L" " + quoted(widen(arg));
   return start(executablePath(), arguments);
 }
 
-ChildProcess ChildProcess::startSibling(const std::wstring& exeName, const std::wstring& arguments) {
-  return start(executableFolder() + exeName, arguments);
-}
-
-ChildProcess ChildProcess::start(const std::wstring& path, const std::wstring& arguments) {
+ChildProcess ChildProcess::start(const std::wstring& path, const std::wstring& arguments,
+                                 HANDLE output) {
   std::wstring commandLine = quoted(path) + L" " + arguments;
   STARTUPINFOW startup = {};
   startup.cb = sizeof(startup);
   startup.dwFlags = STARTF_USESTDHANDLES;
   startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
-  startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
-  startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  startup.hStdOutput = output ? output : GetStdHandle(STD_OUTPUT_HANDLE);
+  startup.hStdError = output ? output : GetStdHandle(STD_ERROR_HANDLE);
   PROCESS_INFORMATION info = {};
   ChildProcess child;
   // Wine on a loaded machine now and then refuses a new process for a moment.
@@ -74,19 +78,31 @@ ChildProcess ChildProcess::start(const std::wstring& path, const std::wstring& a
   return child;
 }
 
-ChildProcess::ChildProcess(ChildProcess&& other) noexcept
-    : m_process(std::exchange(other.m_process, nullptr)), m_pid(std::exchange(other.m_pid, 0)) {}
+ChildProcess ChildProcess::startWithOutput(const std::wstring& path, const std::wstring& arguments) {
+  wchar_t folder[MAX_PATH] = {};
+  wchar_t outputPath[MAX_PATH] = {};
+  GetTempPathW(MAX_PATH, folder);
+  GetTempFileNameW(folder, L"zch", 0, outputPath);
+  SECURITY_ATTRIBUTES inheritable = {sizeof(inheritable), nullptr, TRUE};
+  HANDLE file = CreateFileW(outputPath, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
+                            CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  ChildProcess child = start(path, arguments, file);
+  CloseHandle(file);
+  child.m_outputPath = outputPath;
+  return child;
+}
+
+ChildProcess::ChildProcess(ChildProcess&& other) noexcept { *this = std::move(other); }
 
 ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
   if (this != &other) {
     close();
     m_process = std::exchange(other.m_process, nullptr);
     m_pid = std::exchange(other.m_pid, 0);
+    m_outputPath = std::exchange(other.m_outputPath, std::wstring());
   }
   return *this;
 }
-
-ChildProcess::~ChildProcess() { close(); }
 
 bool ChildProcess::running() const {
   return m_process && WaitForSingleObject(m_process, 0) == WAIT_TIMEOUT;
@@ -107,11 +123,14 @@ void ChildProcess::kill() {
 }
 
 void ChildProcess::close() {
-  if (!m_process) return;
-  kill();
-  CloseHandle(m_process);
+  if (m_process) {
+    kill();
+    CloseHandle(m_process);
+  }
+  if (!m_outputPath.empty()) DeleteFileW(m_outputPath.c_str());
   m_process = nullptr;
   m_pid = 0;
+  m_outputPath.clear();
 }
 
 }  // namespace zarn::test

@@ -26,15 +26,22 @@ int runChildRole(const std::string& role, const std::vector<std::string>& args);
 // The running executable, and its folder with a trailing backslash.
 std::wstring executablePath();
 std::wstring executableFolder();
+// The whole content of a file; empty if it can't be read.
+std::string readFileBytes(const std::wstring& path);
 
 class ChildProcess {
  public:
   // This test executable again, running `role`.
   static ChildProcess startRole(const std::string& role, const std::vector<std::string>& args = {});
   // A program beside this executable, for example a tool built with the tests.
-  static ChildProcess startSibling(const std::wstring& exeName, const std::wstring& arguments = L"");
-  // Any program by full path.
-  static ChildProcess start(const std::wstring& path, const std::wstring& arguments);
+  static ChildProcess startSibling(const std::wstring& exeName, const std::wstring& arguments = L"") {
+    return start(executableFolder() + exeName, arguments);
+  }
+  // Any program by full path, its standard output and error to `output` when given.
+  static ChildProcess start(const std::wstring& path, const std::wstring& arguments,
+                            HANDLE output = nullptr);
+  // Any program by full path, its standard output and error kept in a file for output().
+  static ChildProcess startWithOutput(const std::wstring& path, const std::wstring& arguments);
 
   ChildProcess() = default;
   ChildProcess(ChildProcess&& other) noexcept;
@@ -42,12 +49,13 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
   // A child still running when its owner goes is killed, so a failing test leaves nothing behind.
-  ~ChildProcess();
+  ~ChildProcess() { close(); }
 
   bool valid() const { return m_process != nullptr; }
   DWORD pid() const { return m_pid; }
-  HANDLE handle() const { return m_process; }
   bool running() const;
+  // What a child started with startWithOutput has written so far.
+  std::string output() const { return readFileBytes(m_outputPath); }
 
   // The exit code, or nothing if the child is still running after `timeoutMs`.
   std::optional<DWORD> wait(DWORD timeoutMs);
@@ -59,6 +67,16 @@ class ChildProcess {
 
   HANDLE m_process = nullptr;
   DWORD m_pid = 0;
+  std::wstring m_outputPath;
 };
+
+// Whether `done` holds within `timeoutMs`, looked at every 50 ms: for what signals no event.
+template <typename Done>
+bool waitUntil(DWORD timeoutMs, Done done) {
+  for (DWORD waited = 0; !done(); waited += 50, Sleep(50)) {
+    if (waited >= timeoutMs) return false;
+  }
+  return true;
+}
 
 }  // namespace zarn::test

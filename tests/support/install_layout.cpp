@@ -3,22 +3,12 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
 namespace zarn::test {
-namespace {
 
 const wchar_t kLogVariable[] = L"ZARNCAM_RECORDER_LOG";
 
-}  // namespace
-
-std::string readFileBytes(const std::wstring& path) {
-  std::ifstream in(path.c_str(), std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-InstallLayout::InstallLayout(Layout layout) {
+InstallLayout::InstallLayout(Layout layout, const std::wstring& module) {
   wchar_t temp[MAX_PATH] = {};
   GetTempPathW(MAX_PATH, temp);
   static int serial = 0;
@@ -30,15 +20,20 @@ InstallLayout::InstallLayout(Layout layout) {
   m_application =
       (layout == Layout::ApplicationOneUp ? m_root : m_root + L"\\bin") + L"\\zarncam pro.exe";
   m_log = m_root + L"\\launches.log";
+  if (!module.empty()) m_module = m_root + L"\\bin\\" + module;
   copied = CopyFileW(executablePath().c_str(), m_program.c_str(), FALSE) &&
            CopyFileW((executableFolder() + L"recorder\\zarncam pro.exe").c_str(),
-                     m_application.c_str(), FALSE);
+                     m_application.c_str(), FALSE) &&
+           (module.empty() ||
+            CopyFileW((executableFolder() + module).c_str(), m_module.c_str(), FALSE));
   SetEnvironmentVariableW(kLogVariable, m_log.c_str());
 }
 
 InstallLayout::~InstallLayout() {
   SetEnvironmentVariableW(kLogVariable, nullptr);
-  for (const std::wstring& file : {m_program, m_application, m_log}) DeleteFileW(file.c_str());
+  for (const std::wstring& file : {m_program, m_application, m_log, m_module}) {
+    DeleteFileW(file.c_str());
+  }
   RemoveDirectoryW((m_root + L"\\bin").c_str());
   RemoveDirectoryW(m_root.c_str());
 }
@@ -49,11 +44,10 @@ ChildProcess InstallLayout::start(const std::wstring& arguments) const {
 
 std::string InstallLayout::waitForLog(size_t lines) const {
   std::string text;
-  for (int tries = 0; tries < 100; ++tries) {
+  waitUntil(10000, [&] {
     text = readFileBytes(m_log);
-    if (size_t(std::count(text.begin(), text.end(), '\n')) >= lines) break;
-    Sleep(100);
-  }
+    return size_t(std::count(text.begin(), text.end(), '\n')) >= lines;
+  });
   return text;
 }
 

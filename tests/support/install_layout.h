@@ -12,7 +12,8 @@ enum class Layout { ApplicationBeside, ApplicationOneUp };
 
 class InstallLayout {
  public:
-  explicit InstallLayout(Layout layout);
+  // `module`, when given, is copied from beside the test program into <root>\bin as well.
+  explicit InstallLayout(Layout layout, const std::wstring& module = L"");
   ~InstallLayout();
   InstallLayout(const InstallLayout&) = delete;
   InstallLayout& operator=(const InstallLayout&) = delete;
@@ -25,15 +26,14 @@ class InstallLayout {
   bool copied = false;
   const std::wstring& application() const { return m_application; }
   const std::wstring& log() const { return m_log; }
+  const std::wstring& module() const { return m_module; }
 
  private:
   std::wstring m_root;
   std::wstring m_program;
   std::wstring m_application;
   std::wstring m_log;
+  std::wstring m_module;
 };
-
-// The whole content of a file; empty if it can't be read.
-std::string readFileBytes(const std::wstring& path);
 
 }  // namespace zarn::test
