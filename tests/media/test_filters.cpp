@@ -10,9 +10,6 @@ TestInputPin::TestInputPin(CBaseFilter* filter, CCritSec* lock)
 
 TestInputPin::~TestInputPin() {
   releaseHeldSamples();
-  if (notifiedAllocator) {
-    notifiedAllocator->Release();
-  }
   ownAllocator->Release();
   CloseHandle(arrived);
 }
@@ -39,28 +36,12 @@ STDMETHODIMP TestInputPin::EndOfStream() {
   return S_OK;
 }
 
-HRESULT TestInputPin::GetMediaType(int iPosition, CMediaType* pMediaType) {
-  if (static_cast<size_t>(iPosition) >= offered.size()) {
-    return VFW_S_NO_MORE_ITEMS;
-  }
-  return pMediaType->Set(offered[iPosition]);
-}
-
 STDMETHODIMP TestInputPin::GetAllocator(IMemAllocator** ppAllocator) {
   *ppAllocator = offerAllocator ? ownAllocator : nullptr;
   if (!offerAllocator) {
     return VFW_E_NO_ALLOCATOR;
   }
   ownAllocator->AddRef();
-  return S_OK;
-}
-
-STDMETHODIMP TestInputPin::NotifyAllocator(IMemAllocator* pAllocator, BOOL) {
-  pAllocator->AddRef();
-  if (notifiedAllocator) {
-    notifiedAllocator->Release();
-  }
-  notifiedAllocator = pAllocator;
   return S_OK;
 }
 

@@ -26,12 +26,13 @@ class TestInputPin : public CBasePin, public IMemInputPin {
   HRESULT CheckMediaType(const CMediaType* pmt) override {
     return IsEqualGUID(accepted.majortype, GUID_NULL) || *pmt == accepted ? S_OK : refusal;
   }
-  HRESULT GetMediaType(int iPosition, CMediaType* pMediaType) override;
   STDMETHODIMP GetAllocator(IMemAllocator** ppAllocator) override;
-  STDMETHODIMP NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly) override;
+  STDMETHODIMP NotifyAllocator(IMemAllocator* pAllocator, BOOL) override {
+    notifiedAllocator = pAllocator;
+    return S_OK;
+  }
   STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES*) override { return E_NOTIMPL; }
   STDMETHODIMP Receive(IMediaSample* pSample) override;
-  // The framework delivers one sample at a time.
   STDMETHODIMP ReceiveMultiple(IMediaSample**, long, long*) override { return E_NOTIMPL; }
   STDMETHODIMP ReceiveCanBlock() override { return S_FALSE; }
   // Releases the samples kept so far; only while no worker delivers.
@@ -41,7 +42,6 @@ class TestInputPin : public CBasePin, public IMemInputPin {
   CMediaType accepted;
   // What CheckMediaType answers for a type it doesn't accept.
   HRESULT refusal = E_FAIL;
-  std::vector<CMediaType> offered;
   bool withholdEnumerator = false;
   bool offerAllocator = false;
   bool holdSamples = false;
@@ -52,6 +52,7 @@ class TestInputPin : public CBasePin, public IMemInputPin {
   // Set at each Receive and EndOfStream.
   const HANDLE arrived;
   IMemAllocator* const ownAllocator;
+  // Not held: only compared, or read while connected.
   IMemAllocator* notifiedAllocator = nullptr;
 
  private:
@@ -82,9 +83,6 @@ class TestStream : public CSourceStream {
   HRESULT GetMediaType(CMediaType* pMediaType) override { return pMediaType->Set(type); }
   using CSourceStream::GetMediaType;
   HRESULT DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pprop) override;
-  HRESULT CompleteConnect(IPin* pReceivePin) override {
-    return FAILED(completeResult) ? completeResult : CSourceStream::CompleteConnect(pReceivePin);
-  }
 
   // Answers the n-th FillBuffer, counting from 0; S_OK when empty.
   std::function<HRESULT(int n, IMediaSample* sample)> fill;
@@ -93,8 +91,6 @@ class TestStream : public CSourceStream {
   // Allocators whose SetProperties DecideBufferSize refuses, counting from the first asked.
   int refuseAllocators = 0;
   HRESULT threadCreateResult = S_OK;
-  // A failure here fails CompleteConnect before the base class runs.
-  HRESULT completeResult = S_OK;
   std::atomic<int> fills{0};
   std::atomic<int> threadCreates{0};
   std::atomic<int> threadDestroys{0};
