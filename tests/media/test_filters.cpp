@@ -9,7 +9,9 @@ TestInputPin::TestInputPin(CBaseFilter* filter, CCritSec* lock)
       ownAllocator(newMemAllocator()) {}
 
 TestInputPin::~TestInputPin() {
-  releaseHeldSamples();
+  for (IMediaSample* sample : m_held) {
+    sample->Release();
+  }
   ownAllocator->Release();
   CloseHandle(arrived);
 }
@@ -55,46 +57,7 @@ STDMETHODIMP TestInputPin::Receive(IMediaSample* pSample) {
   return receiveResult;
 }
 
-void TestInputPin::releaseHeldSamples() {
-  for (IMediaSample* sample : m_held) {
-    sample->Release();
-  }
-  m_held.clear();
-}
-
-HRESULT TestStream::FillBuffer(IMediaSample* pSample) {
-  int n = fills++;
-  return fill ? fill(n, pSample) : S_OK;
-}
-
-HRESULT TestStream::OnThreadCreate() {
-  threadCreates++;
-  return threadCreateResult;
-}
-
-HRESULT TestStream::OnThreadDestroy() {
-  threadDestroys++;
-  return S_OK;
-}
-
-HRESULT TestStream::OnThreadStartPlay() {
-  startPlays++;
-  return S_OK;
-}
-
-HRESULT TestStream::DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pprop) {
-  if (allocatorsAsked++ < refuseAllocators) {
-    return E_FAIL;
-  }
-  pprop->cBuffers = buffers;
-  pprop->cbBuffer = static_cast<LONG>(type.GetSampleSize());
-  return pAlloc->SetProperties(pprop, &decided);
-}
-
-TestSource::TestSource() : CSource(nullptr, nullptr, GUID_NULL) {
-  HRESULT hr = S_OK;
-  new TestStream(&hr, this);
-}
+TestSource::TestSource() : CSource(nullptr, nullptr, GUID_NULL) { addStream(); }
 
 TestStream* TestSource::addStream() {
   HRESULT hr = S_OK;

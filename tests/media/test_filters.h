@@ -1,6 +1,5 @@
 #pragma once
-// The media tests' own filters: a sink whose one input pin can refuse, withhold, keep samples
-// and count them, and a source whose stream fills by a script and counts the worker's life.
+// The media tests' own filters: a scriptable sink pin and a source whose stream fills by a script.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -35,8 +34,6 @@ class TestInputPin : public CBasePin, public IMemInputPin {
   STDMETHODIMP Receive(IMediaSample* pSample) override;
   STDMETHODIMP ReceiveMultiple(IMediaSample**, long, long*) override { return E_NOTIMPL; }
   STDMETHODIMP ReceiveCanBlock() override { return S_FALSE; }
-  // Releases the samples kept so far; only while no worker delivers.
-  void releaseHeldSamples();
 
   // The one type accepted; an empty major type accepts any.
   CMediaType accepted;
@@ -76,13 +73,32 @@ class TestStream : public CSourceStream {
   TestStream(HRESULT* phr, CSource* source)
       : CSourceStream(nullptr, phr, source, L"Out"), type(videoType(8, 4)) {}
 
-  HRESULT FillBuffer(IMediaSample* pSample) override;
-  HRESULT OnThreadCreate() override;
-  HRESULT OnThreadDestroy() override;
-  HRESULT OnThreadStartPlay() override;
+  HRESULT FillBuffer(IMediaSample* pSample) override {
+    int n = fills++;
+    return fill ? fill(n, pSample) : S_OK;
+  }
+  HRESULT OnThreadCreate() override {
+    threadCreates++;
+    return threadCreateResult;
+  }
+  HRESULT OnThreadDestroy() override {
+    threadDestroys++;
+    return S_OK;
+  }
+  HRESULT OnThreadStartPlay() override {
+    startPlays++;
+    return S_OK;
+  }
   HRESULT GetMediaType(CMediaType* pMediaType) override { return pMediaType->Set(type); }
   using CSourceStream::GetMediaType;
-  HRESULT DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pprop) override;
+  HRESULT DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pprop) override {
+    if (allocatorsAsked++ < refuseAllocators) {
+      return E_FAIL;
+    }
+    pprop->cBuffers = buffers;
+    pprop->cbBuffer = static_cast<LONG>(type.GetSampleSize());
+    return pAlloc->SetProperties(pprop, &decided);
+  }
 
   // Answers the n-th FillBuffer, counting from 0; S_OK when empty.
   std::function<HRESULT(int n, IMediaSample* sample)> fill;
@@ -107,8 +123,7 @@ class TestSource : public CSource {
   TestStream* addStream();
 };
 
-// A test source and sink, held once, not connected; the sink offers its own allocator. Both
-// are released at the end and no framework object is left.
+// A test source and sink, not connected; at the end no framework object is left.
 class SourceSinkTest : public ::testing::Test {
  protected:
   void SetUp() override {
