@@ -20,7 +20,6 @@ TEST_F(ConnectionTest, ConnectsWithItsOwnTypeAndTheSinksAllocator) {
     FailingAllocation failing(m_stream->type.FormatLength());
     EXPECT_EQ(E_OUTOFMEMORY, m_stream->ConnectionMediaType(&mt));
   }
-  EXPECT_EQ(0u, mt.cbFormat);
   EXPECT_EQ(m_in->ownAllocator, m_in->notifiedAllocator);
   EXPECT_EQ(VFW_E_ALREADY_CONNECTED, m_stream->Connect(m_in, nullptr));
 }
@@ -38,7 +37,6 @@ TEST_F(ConnectionTest, AFullTypeIsTheOnlyOneTriedAndAPartialOneFiltersTheCandida
   const Case cases[] = {{videoType(16, 16), VFW_E_TYPE_NOT_ACCEPTED, 0},
                         {rgb24, VFW_E_NO_ACCEPTABLE_TYPES, 1},
                         {rgb32, S_OK, 2}};
-  m_in->offered = {m_stream->type};
   for (const Case& c : cases) {
     EXPECT_EQ(c.expected, m_stream->Connect(m_in, &c.type));
     EXPECT_EQ(c.enumerations, m_in->enumerations.load());
@@ -67,21 +65,21 @@ TEST_F(ConnectionTest, FailuresMapToConnectionErrorsAndLeaveBothSidesUnconnected
   struct Case {
     const char* name;
     HRESULT refusal;
-    HRESULT complete;
+    int refusedAllocators;
     bool fullType;
     HRESULT expected;
   };
   const Case cases[] = {
-      {"S_FALSE is no agreement", S_FALSE, S_OK, true, VFW_E_TYPE_NOT_ACCEPTED},
-      {"plain refusals become no acceptable types", E_FAIL, S_OK, false, VFW_E_NO_ACCEPTABLE_TYPES},
-      {"other failures come through", E_ACCESSDENIED, S_OK, false, E_ACCESSDENIED},
-      {"failed completion disconnects the peer", S_OK, E_ACCESSDENIED, true, E_ACCESSDENIED},
+      {"S_FALSE is no agreement", S_FALSE, 0, true, VFW_E_TYPE_NOT_ACCEPTED},
+      {"plain refusals become no acceptable types", E_FAIL, 0, false, VFW_E_NO_ACCEPTABLE_TYPES},
+      {"other failures come through", E_ACCESSDENIED, 0, false, E_ACCESSDENIED},
+      {"failed completion disconnects the peer", S_OK, 2, true, E_FAIL},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     m_in->accepted = c.refusal == S_OK ? CMediaType(&GUID_NULL) : videoType(2, 2);
     m_in->refusal = c.refusal;
-    m_stream->completeResult = c.complete;
+    m_stream->refuseAllocators = c.refusedAllocators;
     EXPECT_EQ(c.expected, m_stream->Connect(m_in, c.fullType ? &m_stream->type : nullptr));
     EXPECT_FALSE(m_stream->IsConnected());
     EXPECT_FALSE(m_in->IsConnected());

@@ -1,6 +1,4 @@
 #pragma once
-// Helpers shared by the media tests: a COM apartment, a reference counter, a fresh allocator,
-// a small video type, failing allocations, and bounded waits for what another thread does.
 #include <windows.h>
 #include <dshow.h>
 

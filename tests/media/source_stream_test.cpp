@@ -11,7 +11,6 @@ class SourceStreamTest : public SourceSinkTest {
     if (m_source) {
       m_source->Stop();
     }
-    m_in->releaseHeldSamples();
     SourceSinkTest::TearDown();
   }
 

@@ -9,9 +9,8 @@ TestInputPin::TestInputPin(CBaseFilter* filter, CCritSec* lock)
       ownAllocator(newMemAllocator()) {}
 
 TestInputPin::~TestInputPin() {
-  releaseHeldSamples();
-  if (notifiedAllocator) {
-    notifiedAllocator->Release();
+  for (IMediaSample* sample : m_held) {
+    sample->Release();
   }
   ownAllocator->Release();
   CloseHandle(arrived);
@@ -39,28 +38,12 @@ STDMETHODIMP TestInputPin::EndOfStream() {
   return S_OK;
 }
 
-HRESULT TestInputPin::GetMediaType(int iPosition, CMediaType* pMediaType) {
-  if (static_cast<size_t>(iPosition) >= offered.size()) {
-    return VFW_S_NO_MORE_ITEMS;
-  }
-  return pMediaType->Set(offered[iPosition]);
-}
-
 STDMETHODIMP TestInputPin::GetAllocator(IMemAllocator** ppAllocator) {
   *ppAllocator = offerAllocator ? ownAllocator : nullptr;
   if (!offerAllocator) {
     return VFW_E_NO_ALLOCATOR;
   }
   ownAllocator->AddRef();
-  return S_OK;
-}
-
-STDMETHODIMP TestInputPin::NotifyAllocator(IMemAllocator* pAllocator, BOOL) {
-  pAllocator->AddRef();
-  if (notifiedAllocator) {
-    notifiedAllocator->Release();
-  }
-  notifiedAllocator = pAllocator;
   return S_OK;
 }
 
@@ -74,46 +57,7 @@ STDMETHODIMP TestInputPin::Receive(IMediaSample* pSample) {
   return receiveResult;
 }
 
-void TestInputPin::releaseHeldSamples() {
-  for (IMediaSample* sample : m_held) {
-    sample->Release();
-  }
-  m_held.clear();
-}
-
-HRESULT TestStream::FillBuffer(IMediaSample* pSample) {
-  int n = fills++;
-  return fill ? fill(n, pSample) : S_OK;
-}
-
-HRESULT TestStream::OnThreadCreate() {
-  threadCreates++;
-  return threadCreateResult;
-}
-
-HRESULT TestStream::OnThreadDestroy() {
-  threadDestroys++;
-  return S_OK;
-}
-
-HRESULT TestStream::OnThreadStartPlay() {
-  startPlays++;
-  return S_OK;
-}
-
-HRESULT TestStream::DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pprop) {
-  if (allocatorsAsked++ < refuseAllocators) {
-    return E_FAIL;
-  }
-  pprop->cBuffers = buffers;
-  pprop->cbBuffer = static_cast<LONG>(type.GetSampleSize());
-  return pAlloc->SetProperties(pprop, &decided);
-}
-
-TestSource::TestSource() : CSource(nullptr, nullptr, GUID_NULL) {
-  HRESULT hr = S_OK;
-  new TestStream(&hr, this);
-}
+TestSource::TestSource() : CSource(nullptr, nullptr, GUID_NULL) { addStream(); }
 
 TestStream* TestSource::addStream() {
   HRESULT hr = S_OK;

@@ -1,6 +1,5 @@
 #pragma once
-// The media tests' own filters: a sink whose one input pin can refuse, withhold, keep samples
-// and count them, and a source whose stream fills by a script and counts the worker's life.
+// The media tests' own filters: a scriptable sink pin and a source whose stream fills by a script.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -26,22 +25,20 @@ class TestInputPin : public CBasePin, public IMemInputPin {
   HRESULT CheckMediaType(const CMediaType* pmt) override {
     return IsEqualGUID(accepted.majortype, GUID_NULL) || *pmt == accepted ? S_OK : refusal;
   }
-  HRESULT GetMediaType(int iPosition, CMediaType* pMediaType) override;
   STDMETHODIMP GetAllocator(IMemAllocator** ppAllocator) override;
-  STDMETHODIMP NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly) override;
+  STDMETHODIMP NotifyAllocator(IMemAllocator* pAllocator, BOOL) override {
+    notifiedAllocator = pAllocator;
+    return S_OK;
+  }
   STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES*) override { return E_NOTIMPL; }
   STDMETHODIMP Receive(IMediaSample* pSample) override;
-  // The framework delivers one sample at a time.
   STDMETHODIMP ReceiveMultiple(IMediaSample**, long, long*) override { return E_NOTIMPL; }
   STDMETHODIMP ReceiveCanBlock() override { return S_FALSE; }
-  // Releases the samples kept so far; only while no worker delivers.
-  void releaseHeldSamples();
 
   // The one type accepted; an empty major type accepts any.
   CMediaType accepted;
   // What CheckMediaType answers for a type it doesn't accept.
   HRESULT refusal = E_FAIL;
-  std::vector<CMediaType> offered;
   bool withholdEnumerator = false;
   bool offerAllocator = false;
   bool holdSamples = false;
@@ -52,6 +49,7 @@ class TestInputPin : public CBasePin, public IMemInputPin {
   // Set at each Receive and EndOfStream.
   const HANDLE arrived;
   IMemAllocator* const ownAllocator;
+  // Not held: only compared, or read while connected.
   IMemAllocator* notifiedAllocator = nullptr;
 
  private:
@@ -75,15 +73,31 @@ class TestStream : public CSourceStream {
   TestStream(HRESULT* phr, CSource* source)
       : CSourceStream(nullptr, phr, source, L"Out"), type(videoType(8, 4)) {}
 
-  HRESULT FillBuffer(IMediaSample* pSample) override;
-  HRESULT OnThreadCreate() override;
-  HRESULT OnThreadDestroy() override;
-  HRESULT OnThreadStartPlay() override;
+  HRESULT FillBuffer(IMediaSample* pSample) override {
+    int n = fills++;
+    return fill ? fill(n, pSample) : S_OK;
+  }
+  HRESULT OnThreadCreate() override {
+    threadCreates++;
+    return threadCreateResult;
+  }
+  HRESULT OnThreadDestroy() override {
+    threadDestroys++;
+    return S_OK;
+  }
+  HRESULT OnThreadStartPlay() override {
+    startPlays++;
+    return S_OK;
+  }
   HRESULT GetMediaType(CMediaType* pMediaType) override { return pMediaType->Set(type); }
   using CSourceStream::GetMediaType;
-  HRESULT DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pprop) override;
-  HRESULT CompleteConnect(IPin* pReceivePin) override {
-    return FAILED(completeResult) ? completeResult : CSourceStream::CompleteConnect(pReceivePin);
+  HRESULT DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pprop) override {
+    if (allocatorsAsked++ < refuseAllocators) {
+      return E_FAIL;
+    }
+    pprop->cBuffers = buffers;
+    pprop->cbBuffer = static_cast<LONG>(type.GetSampleSize());
+    return pAlloc->SetProperties(pprop, &decided);
   }
 
   // Answers the n-th FillBuffer, counting from 0; S_OK when empty.
@@ -93,8 +107,6 @@ class TestStream : public CSourceStream {
   // Allocators whose SetProperties DecideBufferSize refuses, counting from the first asked.
   int refuseAllocators = 0;
   HRESULT threadCreateResult = S_OK;
-  // A failure here fails CompleteConnect before the base class runs.
-  HRESULT completeResult = S_OK;
   std::atomic<int> fills{0};
   std::atomic<int> threadCreates{0};
   std::atomic<int> threadDestroys{0};
@@ -111,8 +123,7 @@ class TestSource : public CSource {
   TestStream* addStream();
 };
 
-// A test source and sink, held once, not connected; the sink offers its own allocator. Both
-// are released at the end and no framework object is left.
+// A test source and sink, not connected; at the end no framework object is left.
 class SourceSinkTest : public ::testing::Test {
  protected:
   void SetUp() override {
