@@ -2,7 +2,6 @@
 #include <windows.h>
 #include <dshow.h>
 
-#include <cstdio>
 #include <string>
 
 #include "delivery/format_tags.h"
@@ -21,7 +20,6 @@ using zarn::test::Layout;
 
 namespace {
 
-const wchar_t kLogVariable[] = L"ZARNCAM_RECORDER_LOG";
 // Exit codes of the format_call role.
 const int kGranted = 0;
 const int kDenied = 5;
@@ -38,20 +36,16 @@ CMediaType videoType(const GUID& subtype, LONG width, LONG height, WORD bitCount
 
 CMediaType rgb24Type() { return videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, BI_RGB, 333333); }
 
-// Appends each launch to the layout's log, so that the notice is seen and nothing starts.
-class RecordingPlatform : public Platform {
+// No notice blocks; launches reach the layout's recorder, which stands as the application.
+class NoNoticePlatform : public Platform {
  public:
   void showNotice(const wchar_t*, const wchar_t*) override {}
-  bool launchProgram(const wchar_t*, const wchar_t* parameters) override {
-    wchar_t log[MAX_PATH] = {};
-    GetEnvironmentVariableW(kLogVariable, log, MAX_PATH);
-    FILE* out = _wfopen(log, L"ab");
-    if (!out) return false;
-    std::fprintf(out, "%ls\n", parameters ? parameters : L"(null)");
-    std::fclose(out);
-    return true;
+  bool launchProgram(const wchar_t* file, const wchar_t* parameters) override {
+    return system.launchProgram(file, parameters);
   }
   uint32_t milliseconds() override { return 0; }
+
+  Platform& system = platform();
 };
 
 using FormatGate = MixerRecord;
@@ -60,8 +54,8 @@ using FormatGate = MixerRecord;
 
 // args: setformat|setmediatype. Makes one format call as a host would, with launches recorded.
 ZARN_CHILD_ROLE(format_call) {
-  RecordingPlatform recording;
-  setPlatform(&recording);
+  NoNoticePlatform noNotice;
+  setPlatform(&noNotice);
   HRESULT result = E_FAIL;
   {
     HeldFilter held;
