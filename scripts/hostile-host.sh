@@ -4,7 +4,7 @@
 # CheckMediaType, GetStreamCaps with random indices; SetOutputWidthHeight with random pairs;
 # state changes in random order) for [seconds] (default 120), while the reference mixer is started
 # and killed in between. Stops by itself; prints the seed and what was left over, and, on a
-# crash, its thread and the last calls; exits non-zero on a crash (a
+# crash, the last calls; exits non-zero on a crash (a
 # write past a sample faults on the page after it), a hang, live objects or references left, or
 # the camera still claimed after the last stop.
 #   scripts/hostile-host.sh [seconds] [seed]

@@ -14,10 +14,6 @@
 #include "tests/support/child_process.h"
 #include "tests/support/install_layout.h"
 
-using zarn::test::ChildProcess;
-using zarn::test::InstallLayout;
-using zarn::test::Layout;
-
 namespace {
 
 // Exit codes of the format_call role.
@@ -139,10 +135,10 @@ TEST_F(FormatGate, SetFormatOnAnUnconnectedPinOnlyTakesTheTypeAndSetMediaTypePub
 }
 
 TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANotice) {
-  InstallLayout install(Layout::ApplicationOneUp);
+  zarn::test::InstallLayout install(zarn::test::Layout::ApplicationOneUp);
   ASSERT_TRUE(install.copied);
   // A role no one plays: the process ends at once.
-  ChildProcess gone = ChildProcess::startRole("none");
+  auto gone = zarn::test::ChildProcess::startRole("none");
   ASSERT_TRUE(gone.wait(10000));
 
   enum class Holder { None, Live, Gone };
@@ -175,7 +171,7 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
     mixer.setEnableVCamConnect(c.enabled);
     mixer.setOpeningProcessId(holder);
 
-    ChildProcess host = install.start(L"--child format_call " + std::wstring(c.call));
+    auto host = install.start(L"--child format_call " + std::wstring(c.call));
     auto code = host.wait(20000);
     ASSERT_TRUE(code);
     EXPECT_EQ(*code, DWORD(c.exitCode));

@@ -30,19 +30,14 @@
 namespace zarn::test {
 namespace {
 
-const DWORD kSampleWaitMs = 400;
-
 // The last calls, printed by a crash.
 std::string g_recent[12];
 std::atomic<unsigned> g_calls{0};
 uint32_t g_seed = 0;
-DWORD g_hostThread = 0;
 
 LONG WINAPI reportCrash(EXCEPTION_POINTERS* info) {
-  std::printf("[hostile host] CRASH 0x%08lX on the %s thread, seed %u, after call %u; the last "
-              "calls:\n",
-              info->ExceptionRecord->ExceptionCode,
-              GetCurrentThreadId() == g_hostThread ? "host's" : "worker", g_seed, g_calls.load());
+  std::printf("[hostile host] CRASH 0x%08lX, seed %u, after call %u; the last calls:\n",
+              info->ExceptionRecord->ExceptionCode, g_seed, g_calls.load());
   for (unsigned i = 12; i > 0; --i) {
     if (g_calls >= i) std::printf("  %s\n", g_recent[(g_calls - i) % 12].c_str());
   }
@@ -114,7 +109,7 @@ struct HostileHost {
   void draw() {
     makeType();
     nullArgument = pick(20) == 0;
-    typeArgument = nullArgument ? nullptr : &type;
+    typeOrNull = nullArgument ? nullptr : &type;
     list.resize(pick(5));
     for (auto& entry : list) entry = {side(), side()};
     const int indices[] = {-1, INT_MIN, int(pick(40)), INT_MAX};
@@ -159,7 +154,7 @@ struct HostileHost {
   AM_MEDIA_TYPE type = {};
   VIDEOINFOHEADER info = {};
   std::unique_ptr<GuardedBuffer> block;
-  AM_MEDIA_TYPE* typeArgument = nullptr;
+  AM_MEDIA_TYPE* typeOrNull = nullptr;
   AM_MEDIA_TYPE* got = nullptr;
   GuardedBuffer caps{sizeof(VIDEO_STREAM_CONFIG_CAPS)};
   OutputSizeList list;
@@ -173,7 +168,7 @@ struct CallKind {
   void (*call)(HostileHost&);
 };
 const CallKind kCallKinds[] = {
-    {"SetFormat", 4, [](HostileHost& h) { h.kept(h.pin->SetFormat(h.typeArgument)); }},
+    {"SetFormat", 4, [](HostileHost& h) { h.kept(h.pin->SetFormat(h.typeOrNull)); }},
     // As a real host does, from the capabilities; a short image size now and then.
     {"SetFormat of a row", 3, [](HostileHost& h) {
        VIDEO_STREAM_CONFIG_CAPS caps;
@@ -184,7 +179,7 @@ const CallKind kCallKinds[] = {
        }
      }},
     {"CheckMediaType", 2,
-     [](HostileHost& h) { h.pin->CheckMediaType(static_cast<CMediaType*>(h.typeArgument)); }},
+     [](HostileHost& h) { h.pin->CheckMediaType(static_cast<CMediaType*>(h.typeOrNull)); }},
     {"GetStreamCaps", 2, [](HostileHost& h) {
        h.pin->GetStreamCaps(h.index, h.gotOrNull(), h.nullCaps ? nullptr : h.caps.data());
      }},
@@ -207,7 +202,8 @@ const CallKind kCallKinds[] = {
     {"ConnectDirect", 2, [](HostileHost& h) {
        if (h.index < 0) h.filter->Stop();
        if (h.nullCaps) h.pin->GetFormat(&h.got);
-       h.graph->ConnectDirect(h.pin, h.sink->pin(), h.got ? h.got : h.pick(2) ? nullptr : h.typeArgument);
+       h.graph->ConnectDirect(h.pin, h.sink->pin(),
+                              h.got ? h.got : h.pick(2) ? nullptr : h.typeOrNull);
      }},
     // Alone, the pin's own Disconnect leaves the sink believing it is still connected.
     {"Disconnect", 1, [](HostileHost& h) {
@@ -223,7 +219,7 @@ const CallKind kCallKinds[] = {
        h.filter->GetState(0, &state);
        if (!h.connected || state == State_Stopped) return;
        ResetEvent(h.sink->pin()->arrived);
-       h.samples += WaitForSingleObject(h.sink->pin()->arrived, kSampleWaitMs) == WAIT_OBJECT_0;
+       h.samples += WaitForSingleObject(h.sink->pin()->arrived, 400) == WAIT_OBJECT_0;
      }},
     {"mixer start/kill", 0, [](HostileHost& h) {
        if (h.mixer.running()) {
@@ -243,7 +239,6 @@ ZARN_CHILD_ROLE(hostile_host) {
   const ULONGLONG seconds = std::stoull(args.at(1));
   const unsigned calls = seconds ? ~0u : 1500;
   const ULONGLONG deadline = seconds ? GetTickCount64() + seconds * 1000 : ~0ull;
-  g_hostThread = GetCurrentThreadId();
   SetUnhandledExceptionFilter(reportCrash);
   CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   FakeClock quiet;
