@@ -134,10 +134,6 @@ struct HostileHost {
   // The pin keeps the reference that ConnectedTo gave it, as hosts have always seen.
   void kept(HRESULT hr) { sinkRefsKept += hr == S_OK && connected; }
   AM_MEDIA_TYPE** gotOrNull() { return nullArgument ? nullptr : &got; }
-  void dropGot() {
-    if (got) DeleteMediaType(got);
-    got = nullptr;
-  }
 
   std::mt19937 random;
   HRESULT created = S_OK;
@@ -264,7 +260,8 @@ ZARN_CHILD_ROLE(hostile_host) {
     g_recent[g_calls % 12] = h.describe(kind.name);
     ++g_calls;
     kind.call(h);
-    h.dropGot();
+    if (h.got) DeleteMediaType(h.got);
+    h.got = nullptr;
   }
 
   // The graph's Stop passes a filter that was run behind its back; the filter's own is the last.

@@ -53,8 +53,7 @@ std::vector<IMoniker*> cameras() {
     IMoniker* moniker = nullptr;
     while (monikers->Next(1, &moniker, nullptr) == S_OK) {
       IPropertyBag* bag = nullptr;
-      VARIANT name;
-      VariantInit(&name);
+      VARIANT name = {};
       moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, reinterpret_cast<void**>(&bag));
       if (bag && SUCCEEDED(bag->Read(L"FriendlyName", &name, nullptr)) && name.vt == VT_BSTR &&
           wcscmp(name.bstrVal, L"ZarnCam Pro") == 0) {
