@@ -3,8 +3,8 @@
 # with random sizes, bit counts, subtypes, format types and format lengths; SetFormat,
 # CheckMediaType, GetStreamCaps with random indices; SetOutputWidthHeight with random pairs;
 # state changes in random order) for [seconds] (default 120), while the reference mixer is started
-# and killed in between. Stops by itself; prints the seed, the count of each call and of its
-# refusals, and, on a crash, its thread, stack and the last calls; exits non-zero on a crash (a
+# and killed in between. Stops by itself; prints the seed and what was left over, and, on a
+# crash, the last calls; exits non-zero on a crash (a
 # write past a sample faults on the page after it), a hang, live objects or references left, or
 # the camera still claimed after the last stop.
 #   scripts/hostile-host.sh [seconds] [seed]

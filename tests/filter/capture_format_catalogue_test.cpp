@@ -32,12 +32,10 @@ TEST(CaptureFormatCatalogue, RowsDependOnTheHostsName) {
   };
   std::wstring folder = zarn::test::executableFolder() + L"catalogue_hosts\\";
   CreateDirectoryW(folder.c_str(), nullptr);
-  wchar_t self[MAX_PATH] = {};
-  GetModuleFileNameW(nullptr, self, MAX_PATH);
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::PrintToString(std::wstring(c.name)) + " pins " + std::to_string(c.pins));
     std::wstring copy = folder + c.name;
-    ASSERT_TRUE(CopyFileW(self, copy.c_str(), FALSE));
+    ASSERT_TRUE(CopyFileW(zarn::test::executablePath().c_str(), copy.c_str(), FALSE));
     auto child = zarn::test::ChildProcess::start(
         copy, L"--child count_rows_after_pins " + std::to_wstring(c.pins));
     EXPECT_EQ(child.wait(20000), c.rows);

@@ -2,7 +2,6 @@
 #include <windows.h>
 #include <dshow.h>
 
-#include <cstdio>
 #include <string>
 
 #include "delivery/format_tags.h"
@@ -15,13 +14,8 @@
 #include "tests/support/child_process.h"
 #include "tests/support/install_layout.h"
 
-using zarn::test::ChildProcess;
-using zarn::test::InstallLayout;
-using zarn::test::Layout;
-
 namespace {
 
-const wchar_t kLogVariable[] = L"ZARNCAM_RECORDER_LOG";
 // Exit codes of the format_call role.
 const int kGranted = 0;
 const int kDenied = 5;
@@ -38,20 +32,16 @@ CMediaType videoType(const GUID& subtype, LONG width, LONG height, WORD bitCount
 
 CMediaType rgb24Type() { return videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, BI_RGB, 333333); }
 
-// Appends each launch to the layout's log, so that the notice is seen and nothing starts.
-class RecordingPlatform : public Platform {
+// No notice blocks; launches reach the layout's recorder, which stands as the application.
+class NoNoticePlatform : public Platform {
  public:
   void showNotice(const wchar_t*, const wchar_t*) override {}
-  bool launchProgram(const wchar_t*, const wchar_t* parameters) override {
-    wchar_t log[MAX_PATH] = {};
-    GetEnvironmentVariableW(kLogVariable, log, MAX_PATH);
-    FILE* out = _wfopen(log, L"ab");
-    if (!out) return false;
-    std::fprintf(out, "%ls\n", parameters ? parameters : L"(null)");
-    std::fclose(out);
-    return true;
+  bool launchProgram(const wchar_t* file, const wchar_t* parameters) override {
+    return system.launchProgram(file, parameters);
   }
   uint32_t milliseconds() override { return 0; }
+
+  Platform& system = platform();
 };
 
 using FormatGate = MixerRecord;
@@ -60,8 +50,8 @@ using FormatGate = MixerRecord;
 
 // args: setformat|setmediatype. Makes one format call as a host would, with launches recorded.
 ZARN_CHILD_ROLE(format_call) {
-  RecordingPlatform recording;
-  setPlatform(&recording);
+  NoNoticePlatform noNotice;
+  setPlatform(&noNotice);
   HRESULT result = E_FAIL;
   {
     HeldFilter held;
@@ -145,10 +135,10 @@ TEST_F(FormatGate, SetFormatOnAnUnconnectedPinOnlyTakesTheTypeAndSetMediaTypePub
 }
 
 TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANotice) {
-  InstallLayout install(Layout::ApplicationOneUp);
+  zarn::test::InstallLayout install(zarn::test::Layout::ApplicationOneUp);
   ASSERT_TRUE(install.copied);
   // A role no one plays: the process ends at once.
-  ChildProcess gone = ChildProcess::startRole("none");
+  auto gone = zarn::test::ChildProcess::startRole("none");
   ASSERT_TRUE(gone.wait(10000));
 
   enum class Holder { None, Live, Gone };
@@ -181,50 +171,34 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
     mixer.setEnableVCamConnect(c.enabled);
     mixer.setOpeningProcessId(holder);
 
-    ChildProcess host = install.start(L"--child format_call " + std::wstring(c.call));
+    auto host = install.start(L"--child format_call " + std::wstring(c.call));
     auto code = host.wait(20000);
     ASSERT_TRUE(code);
     EXPECT_EQ(*code, DWORD(c.exitCode));
 
     const bool notice = c.holder == Holder::Live;
-    std::string log = install.waitForLog(notice ? 1 : 0);
-    if (notice) {
-      EXPECT_NE(log.find("\"zarncampro://VirtualCamBeUsed/name="), std::string::npos) << log;
-      EXPECT_NE(log.find("&pid=" + std::to_string(holder) + "\""), std::string::npos) << log;
-    } else {
-      EXPECT_EQ(log, "");
-    }
+    const std::string log = install.waitForLog(notice ? 1 : 0);
+    EXPECT_EQ(log.find("VirtualCamBeUsed") != std::string::npos, notice) << log;
+    EXPECT_EQ(log.find("&pid=" + std::to_string(holder) + "\"") != std::string::npos, notice)
+        << log;
     const uint32_t claims[] = {holder, 0, host.pid()};
     EXPECT_EQ(mixer.getOpeningProcessId(), claims[int(c.claim)]);
   }
 }
 
-// The camera connected to a sink in the platform's own graph manager.
-class ConnectedFormat : public MixerRecord {
- protected:
-  void SetUp() override {
-    MixerRecord::SetUp();
-    ASSERT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
-                               reinterpret_cast<void**>(&graph)),
-              S_OK);
-    ASSERT_EQ(graph->AddFilter(held.filter, L"camera"), S_OK);
-    ASSERT_EQ(graph->AddFilter(sink, L"sink"), S_OK);
-    ASSERT_EQ(graph->ConnectDirect(held.pin(), sink->pin(), nullptr), S_OK);
-  }
-  void TearDown() override {
-    if (graph) graph->Release();
-    MixerRecord::TearDown();
-  }
-
+TEST_F(FormatGate, SetFormatOnAConnectedPinReconnectsAndPublishesOrWhenItCannotKeepsTheOldOnes) {
   zarn::test::ComScope com;
   HeldFilter held;
-  // Held by the graph alone, as a host holds the filters it adds.
-  zarn::test::TestSinkFilter* sink = new zarn::test::TestSinkFilter;
+  // Held by the platform's own graph manager alone, as a host holds the filters it adds.
+  auto* sink = new zarn::test::TestSinkFilter;
   IGraphBuilder* graph = nullptr;
-};
-
-TEST_F(ConnectedFormat, SetFormatReconnectsAndPublishesOrWhenItCannotTakeEffectKeepsTheOldOnes) {
-  CMediaType wanted = videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, BI_RGB, 333333);
+  ASSERT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
+                             reinterpret_cast<void**>(&graph)),
+            S_OK);
+  ASSERT_EQ(graph->AddFilter(held.filter, L"camera"), S_OK);
+  ASSERT_EQ(graph->AddFilter(sink, L"sink"), S_OK);
+  ASSERT_EQ(graph->ConnectDirect(held.pin(), sink->pin(), nullptr), S_OK);
+  CMediaType wanted = rgb24Type();
   ASSERT_EQ(held.pin()->SetFormat(&wanted), S_OK);
   AM_MEDIA_TYPE connection = {};
   ASSERT_EQ(sink->pin()->ConnectionMediaType(&connection), S_OK);
@@ -252,4 +226,5 @@ TEST_F(ConnectedFormat, SetFormatReconnectsAndPublishesOrWhenItCannotTakeEffectK
     EXPECT_EQ(published().width, 640);
     EXPECT_EQ(published().height, 480);
   }
+  graph->Release();
 }

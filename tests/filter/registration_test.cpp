@@ -13,6 +13,7 @@
 namespace {
 
 const wchar_t kClassKey[] = L"CLSID\\{60A485B6-17AA-4D91-8139-60C1A095EEF6}";
+const wchar_t kServerKey[] = L"CLSID\\{60A485B6-17AA-4D91-8139-60C1A095EEF6}\\InprocServer32";
 const wchar_t kGeneralFilterEntry[] =
     L"CLSID\\{083863F1-70DE-11D0-BD40-00A0C911CE86}\\Instance\\"
     L"{60A485B6-17AA-4D91-8139-60C1A095EEF6}";
@@ -35,11 +36,9 @@ std::wstring stringValue(const wchar_t* key, const wchar_t* name) {
 
 bool keyExists(const wchar_t* key) {
   HKEY handle = nullptr;
-  if (RegOpenKeyExW(HKEY_CLASSES_ROOT, key, 0, KEY_READ, &handle) != ERROR_SUCCESS) {
-    return false;
-  }
-  RegCloseKey(handle);
-  return true;
+  const bool found = RegOpenKeyExW(HKEY_CLASSES_ROOT, key, 0, KEY_READ, &handle) == ERROR_SUCCESS;
+  if (found) RegCloseKey(handle);
+  return found;
 }
 
 // The video input devices named as the camera, as a capture application lists them.
@@ -54,8 +53,7 @@ std::vector<IMoniker*> cameras() {
     IMoniker* moniker = nullptr;
     while (monikers->Next(1, &moniker, nullptr) == S_OK) {
       IPropertyBag* bag = nullptr;
-      VARIANT name;
-      VariantInit(&name);
+      VARIANT name = {};
       moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, reinterpret_cast<void**>(&bag));
       if (bag && SUCCEEDED(bag->Read(L"FriendlyName", &name, nullptr)) && name.vt == VT_BSTR &&
           wcscmp(name.bstrVal, L"ZarnCam Pro") == 0) {
@@ -89,9 +87,7 @@ class Registration : public ::testing::Test {
     if (unregisterServer) {
       EXPECT_EQ(S_OK, unregisterServer());
     }
-    if (module) {
-      FreeLibrary(module);
-    }
+    if (module) FreeLibrary(module);
     CoUninitialize();
   }
 
@@ -106,10 +102,9 @@ TEST_F(Registration, RegisteringTwiceLeavesOneBindableCameraAndUnregisteringRemo
   ASSERT_EQ(S_OK, registerServer());
   ASSERT_EQ(S_OK, registerServer());
 
-  std::wstring server = std::wstring(kClassKey) + L"\\InprocServer32";
-  EXPECT_EQ(0, _wcsicmp(modulePath.c_str(), stringValue(server.c_str(), nullptr).c_str()))
-      << stringValue(server.c_str(), nullptr);
-  EXPECT_EQ(L"Both", stringValue(server.c_str(), L"ThreadingModel"));
+  EXPECT_EQ(0, _wcsicmp(modulePath.c_str(), stringValue(kServerKey, nullptr).c_str()))
+      << stringValue(kServerKey, nullptr);
+  EXPECT_EQ(L"Both", stringValue(kServerKey, L"ThreadingModel"));
   EXPECT_TRUE(keyExists(kGeneralFilterEntry));
   std::vector<IMoniker*> found = cameras();
   ASSERT_EQ(1u, found.size());
@@ -143,8 +138,7 @@ TEST_F(Registration, ModuleInAFolderOutsideTheCodePageRegistersItsTruePath) {
   HMODULE copied = LoadLibraryW(copy.c_str());
   ASSERT_NE(copied, nullptr);
   EXPECT_EQ(S_OK, serverCall(copied, "DllRegisterServer")());
-  std::wstring server = std::wstring(kClassKey) + L"\\InprocServer32";
-  EXPECT_EQ(0, _wcsicmp(copy.c_str(), stringValue(server.c_str(), nullptr).c_str()));
+  EXPECT_EQ(0, _wcsicmp(copy.c_str(), stringValue(kServerKey, nullptr).c_str()));
   FreeLibrary(copied);
   DeleteFileW(copy.c_str());
   RemoveDirectoryW(folder.c_str());
