@@ -7,6 +7,7 @@
 #include "link/test_pattern.h"
 #include "tests/link/hex_text.h"
 #include "tests/link/link_test_support.h"
+#include "tests/link/thrown_message.h"
 #include "tests/support/child_process.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tests/link/hex_text.h"
-#include "tests/link/link_test_support.h"
+#include "tests/link/thrown_message.h"
 
 namespace {
 

@@ -2,10 +2,6 @@
 // Shared by the cross-process tests of the mixer link.
 #include <windows.h>
 
-#include <functional>
-#include <stdexcept>
-#include <string>
-
 #include "tests/support/child_process.h"
 
 inline const wchar_t kFrameRegionBase[] = L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY";
@@ -30,14 +26,4 @@ inline bool regionGone(const wchar_t* name) {
 inline int idleUntilKilled() {
   Sleep(60000);
   return 3;
-}
-
-// The message of what `run` throws; empty when it returns.
-inline std::string thrownMessage(const std::function<void()>& run) {
-  try {
-    run();
-  } catch (const std::exception& e) {
-    return e.what();
-  }
-  return "";
 }
