@@ -234,3 +234,27 @@ TEST_F(MemoryPath, MixerRestartedAfterATimeOutCreatesItsRegionAfresh) {
   FrameWriter restarted;
   EXPECT_TRUE(restarted.writer.createdRegion());
 }
+
+// Clients find the camera and the mixer's enhancements through the filter itself.
+TEST_F(MemoryPath, FilterAnswersItIsTheCameraAndWhetherTheLastFrameWasEnhanced) {
+  ICheckZarnCam* check = nullptr;
+  ICheckZarnCamUsingVideoEnhancements* enhanced = nullptr;
+  ASSERT_EQ(pin.filter->QueryInterface(IID_ICheckZarnCam, reinterpret_cast<void**>(&check)), S_OK);
+  ASSERT_EQ(pin.filter->QueryInterface(IID_ICheckZarnCamUsingVideoEnhancements,
+                                       reinterpret_cast<void**>(&enhanced)), S_OK);
+  unsigned char answer = 0;
+  EXPECT_EQ(check->CheckZarnCam(&answer), S_OK);
+  EXPECT_EQ(answer, 1);
+  FrameWriter writer;
+  for (uint8_t flag : {1, 0}) {
+    CaptureFrameRecord record = frameRecord(64, 48, 1000 + flag);
+    record.recordFlag = flag;
+    writer.publish(record);
+    pin.filter->stream()->FillBuffer(sample);
+    ASSERT_EQ(sample->IsSyncPoint(), S_OK);
+    EXPECT_EQ(enhanced->CheckZarnCamUsingVideoEnhancements(&answer), S_OK);
+    EXPECT_EQ(answer, flag);
+  }
+  check->Release();
+  enhanced->Release();
+}
