@@ -159,7 +159,9 @@ TEST_F(TextureFrames, DumpRequestedOnEveryFrameWritesAtMostOneFileInFiveSeconds)
     if (search == INVALID_HANDLE_VALUE) return 0;
     do {
       ++count;
-      if (checkSize) EXPECT_EQ(uint64_t(found.nFileSizeLow), 54u + kWidth * kHeight * 4u);
+      if (checkSize) {
+        EXPECT_EQ(uint64_t(found.nFileSizeLow), 54u + kWidth * kHeight * 4u);
+      }
       DeleteFileW((folder + found.cFileName).c_str());
     } while (FindNextFileW(search, &found));
     FindClose(search);
