@@ -7,10 +7,10 @@
 #include "gpu/special_common.h"
 #include "link/byte_order.h"
 #include "link/frame_region_layout.h"
-#include "tests/delivery/fake_clock.h"
 #include "tests/delivery/frame_writer.h"
 #include "tests/delivery/pin_beside_filter.h"
 #include "tests/gpu/texture_readback.h"
+#include "tests/support/fake_clock.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "tests/delivery/fake_clock.h"
 #include "tests/delivery/pin_beside_filter.h"
 #include "tests/support/child_process.h"
+#include "tests/support/fake_clock.h"
 #include "tests/support/log_files.h"
 
 using zarn::test::ChildProcess;

@@ -10,11 +10,11 @@
 #include "link/byte_order.h"
 #include "link/frame_region_layout.h"
 #include "link/test_pattern.h"
-#include "tests/delivery/fake_clock.h"
 #include "tests/delivery/frame_writer.h"
 #include "tests/delivery/guarded_sample.h"
 #include "tests/delivery/pin_beside_filter.h"
 #include "tests/support/child_process.h"
+#include "tests/support/fake_clock.h"
 #include "tests/support/log_files.h"
 
 using zarn::test::ChildProcess;

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <vector>
 
-#include "tests/delivery/fake_clock.h"
 #include "tests/delivery/pin_beside_filter.h"
+#include "tests/support/fake_clock.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include "delivery/frame_buffer.h"
 #include "delivery/scale_statistics.h"
 #include "host/platform.h"
-#include "tests/delivery/fake_clock.h"
 #include "tests/delivery/guarded_buffer.h"
 #include "tests/delivery/pixel_reference.h"
+#include "tests/support/fake_clock.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "host/platform.h"
-#include "tests/delivery/fake_clock.h"
+#include "tests/support/fake_clock.h"
 
 namespace {
 

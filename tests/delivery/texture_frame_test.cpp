@@ -7,11 +7,11 @@
 #include "delivery/format_tags.h"
 #include "delivery/frame_dump.h"
 #include "link/test_pattern.h"
-#include "tests/delivery/fake_clock.h"
 #include "tests/delivery/frame_writer.h"
 #include "tests/delivery/guarded_sample.h"
 #include "tests/delivery/pin_beside_filter.h"
 #include "tests/gpu/served_texture_helper.h"
+#include "tests/support/fake_clock.h"
 
 namespace {
 

@@ -22,10 +22,10 @@
 #include "filter/vcam_stream.h"
 #include "host/platform.h"
 #include "link/vcam_param_channel.h"
-#include "tests/delivery/fake_clock.h"
 #include "tests/delivery/guarded_buffer.h"
 #include "tests/media/test_filters.h"
 #include "tests/support/child_process.h"
+#include "tests/support/fake_clock.h"
 
 namespace zarn::test {
 namespace {

@@ -6,8 +6,8 @@
 #include "diag/log_line_queue.h"
 #include "link/device_occupancy.h"
 #include "link/vcam_param_channel.h"
-#include "tests/delivery/fake_clock.h"
 #include "tests/link/link_test_support.h"
+#include "tests/support/fake_clock.h"
 #include "tests/support/log_files.h"
 
 namespace {
