@@ -4,9 +4,9 @@
 # CheckMediaType, GetStreamCaps with random indices; SetOutputWidthHeight with random pairs;
 # state changes in random order) for [seconds] (default 120), while the reference mixer is started
 # and killed in between. Stops by itself; prints the seed and what was left over, and, on a
-# crash, the last calls; exits non-zero on a crash (a
-# write past a sample faults on the page after it), a hang, live objects or references left, or
-# the camera still claimed after the last stop.
+# crash, the last calls; exits non-zero on a crash (a write past a sample faults on the page
+# after it), a hang, live objects or references left, or the camera still claimed after the
+# last stop.
 #   scripts/hostile-host.sh [seconds] [seed]
 set -euo pipefail
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -23,4 +23,4 @@ echo "== ${seconds}s of hostile host calls, seed $seed (again with: $0 $seconds 
 export WINEPREFIX=$build/hostile-host-prefix
 trap 'WINEPREFIX=$WINEPREFIX wineserver -k >/dev/null 2>&1 || true' EXIT
 ZARN_HOSTILE_HOST_SECONDS=$seconds ZARN_HOSTILE_HOST_SEED=$seed \
-  timeout $((seconds + 300)) "$repo/scripts/wine-run.sh" "$build/bin/hostile_host_test.exe"
+  timeout $((seconds + 300)) "$repo/scripts/gtest-run.sh" "$build/bin/hostile_host_test.exe"

@@ -15,4 +15,4 @@ else
 fi
 export WINEPREFIX=$build/$1-prefix
 trap 'WINEPREFIX=$WINEPREFIX wineserver -k >/dev/null 2>&1 || true' EXIT
-timeout "$2" "$repo/scripts/wine-run.sh" "$build/bin/soak_test.exe" --gtest_filter="$3"
+timeout "$2" "$repo/scripts/gtest-run.sh" "$build/bin/soak_test.exe" --gtest_filter="$3"

@@ -4,8 +4,9 @@ set -euo pipefail
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 export WINEPREFIX=${WINEPREFIX:-${ZARN_WINEPREFIX:-$repo/build/wineprefix}}
 export WINEDEBUG=${WINEDEBUG:--all}
-# No Mono or Gecko prompts: nothing here needs them.
-export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=}
+# No Mono or Gecko prompts: nothing here needs them. No crash debugger either: with a display
+# it holds a crashed program on a dialog until some time limit, instead of letting it end.
+export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=;winedbg.exe=d}
 
 if [ ! -f "$WINEPREFIX/system.reg" ]; then
   mkdir -p "$(dirname "$WINEPREFIX")"
