@@ -184,7 +184,9 @@ TEST_F(LogRotationTest, TimerMovesTheLogAsideOnlyAboveTwentyMebibytesAndEmptiesI
       case kRotated:
         EXPECT_EQ(fileSizeOf(g_logOldPath), static_cast<uint64_t>(*c.logSize));
         // A move, where nothing holds the log: copying 20 MiB would stall every host's next line.
-        if (c.held == kNone) EXPECT_EQ(fileIdOf(g_logOldPath), logId);
+        if (c.held == kNone) {
+          EXPECT_EQ(fileIdOf(g_logOldPath), logId);
+        }
         EXPECT_TRUE(std::regex_match(
             onlyLine, std::regex(kLogStampPattern + 1 + direct + "log rotated: " + (kLogStampPattern + 1))));
         break;

@@ -137,8 +137,8 @@ int runBuilder(const ProbeOptions& options) {
     config->Release();
   }
   std::vector<RenderedStream> streams;
-  if (options.builder != "preview") streams.push_back({"capture", &PIN_CATEGORY_CAPTURE});
-  if (options.builder != "capture") streams.push_back({"preview", &PIN_CATEGORY_PREVIEW});
+  if (options.builder != "preview") streams.push_back({"capture", &PIN_CATEGORY_CAPTURE, nullptr, nullptr});
+  if (options.builder != "capture") streams.push_back({"preview", &PIN_CATEGORY_PREVIEW, nullptr, nullptr});
   for (RenderedStream& stream : streams) {
     if (FAILED(hr)) break;
     hr = renderStream(builder, graph, camera, stream, options);
