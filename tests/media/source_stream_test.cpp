@@ -35,6 +35,7 @@ TEST_F(SourceStreamTest, EachPauseAfterStopRunsANewWorkerThatAnswersCommands) {
     EXPECT_EQ(static_cast<DWORD>(E_UNEXPECTED), m_stream->CallWorker(42));
     EXPECT_EQ(static_cast<DWORD>(S_OK), m_stream->CallWorker(TestStream::CMD_RUN));
     EXPECT_TRUE(arrivedAtLeast(m_in->received + 3));
+    EXPECT_EQ(VFW_E_NOT_STOPPED, m_stream->Disconnect());
     ASSERT_EQ(S_OK, m_source->Stop());
     EXPECT_FALSE(m_stream->ThreadExists());
     EXPECT_EQ(cycle, m_stream->threadCreates.load());

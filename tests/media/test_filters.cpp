@@ -57,13 +57,4 @@ STDMETHODIMP TestInputPin::Receive(IMediaSample* pSample) {
   return receiveResult;
 }
 
-TestSource::TestSource() : CSource(nullptr, nullptr, GUID_NULL) { addStream(); }
-
-TestStream* TestSource::addStream() {
-  HRESULT hr = S_OK;
-  TestStream* stream = new TestStream(&hr, this);
-  IncrementPinVersion();
-  return stream;
-}
-
 }  // namespace zarn::test

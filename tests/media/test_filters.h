@@ -117,10 +117,11 @@ class TestStream : public CSourceStream {
 
 class TestSource : public CSource {
  public:
-  TestSource();
+  TestSource() : CSource(nullptr, nullptr, GUID_NULL) { new TestStream(&m_created, this); }
   TestStream* stream() const { return static_cast<TestStream*>(m_paStreams[0]); }
-  // Adds a further stream, as a filter may during its life.
-  TestStream* addStream();
+
+ private:
+  HRESULT m_created = S_OK;
 };
 
 // A test source and sink, not connected; at the end no framework object is left.
