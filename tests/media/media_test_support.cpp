@@ -1,9 +1,7 @@
 #include "tests/media/media_test_support.h"
 
-#include <objidl.h>
 #include <uuids.h>
 
-#include <atomic>
 #include <memory>
 #include <thread>
 
@@ -34,50 +32,6 @@ CMediaType videoType(LONG width, LONG height) {
   mt.SetSampleSize(vih.bmiHeader.biSizeImage);
   return mt;
 }
-
-namespace {
-
-// Registered once and never revoked: the system may call it as long as blocks it saw live.
-struct SizeFailingSpy : IMallocSpy {
-  STDMETHODIMP QueryInterface(REFIID, void** ppv) override {
-    *ppv = this;
-    return S_OK;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
-  STDMETHODIMP_(ULONG) Release() override { return 1; }
-  // 0 fails the allocation.
-  STDMETHODIMP_(SIZE_T) PreAlloc(SIZE_T cb) override { return cb == failing ? 0 : cb; }
-  STDMETHODIMP_(void*) PostAlloc(void* p) override { return p; }
-  STDMETHODIMP_(void*) PreFree(void* p, BOOL) override { return p; }
-  STDMETHODIMP_(void) PostFree(BOOL) override {}
-  STDMETHODIMP_(SIZE_T) PreRealloc(void* p, SIZE_T cb, void** out, BOOL) override {
-    *out = p;
-    return cb;
-  }
-  STDMETHODIMP_(void*) PostRealloc(void* p, BOOL) override { return p; }
-  STDMETHODIMP_(void*) PreGetSize(void* p, BOOL) override { return p; }
-  STDMETHODIMP_(SIZE_T) PostGetSize(SIZE_T cb, BOOL) override { return cb; }
-  STDMETHODIMP_(void*) PreDidAlloc(void* p, BOOL) override { return p; }
-  STDMETHODIMP_(int) PostDidAlloc(void*, BOOL, int actual) override { return actual; }
-  STDMETHODIMP_(void) PreHeapMinimize() override {}
-  STDMETHODIMP_(void) PostHeapMinimize() override {}
-  std::atomic<SIZE_T> failing{0};
-};
-
-SizeFailingSpy& spy() {
-  static SizeFailingSpy* registered = [] {
-    auto* made = new SizeFailingSpy;
-    CoRegisterMallocSpy(made);
-    return made;
-  }();
-  return *registered;
-}
-
-}  // namespace
-
-FailingAllocation::FailingAllocation(SIZE_T size) { spy().failing = size; }
-
-FailingAllocation::~FailingAllocation() { spy().failing = 0; }
 
 bool waitFor(HANDLE event, const std::function<bool()>& condition, DWORD timeoutMs) {
   const ULONGLONG deadline = GetTickCount64() + timeoutMs;

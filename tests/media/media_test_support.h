@@ -14,26 +14,11 @@ class ComScope {
   ~ComScope() { CoUninitialize(); }
 };
 
-// An outer object or format holder that only counts its references.
-class CountedUnknown : public IUnknown {
- public:
-  STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++refs; }
-  STDMETHODIMP_(ULONG) Release() override { return --refs; }
-  ULONG refs = 1;
-};
-
 // A new CMemAllocator, held once through IMemAllocator.
 IMemAllocator* newMemAllocator();
 
 // MEDIATYPE_Video, RGB32, FORMAT_VideoInfo with a width by height frame.
 CMediaType videoType(LONG width, LONG height);
-
-// While one lives, CoTaskMemAlloc of exactly `size` bytes fails.
-struct FailingAllocation {
-  explicit FailingAllocation(SIZE_T size);
-  ~FailingAllocation();
-};
 
 // Waits on `event` until `condition` holds, for at most `timeoutMs`; the result is the last answer.
 // Without an event it polls, for a state that signals nothing, such as a thread blocked on a lock.

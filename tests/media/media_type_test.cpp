@@ -1,13 +1,60 @@
 #include <gtest/gtest.h>
 
+#include <objidl.h>
+
+#include <atomic>
 #include <functional>
-#include <optional>
 
 #include "tests/media/media_test_support.h"
 
 namespace {
 
 using namespace zarn::test;
+
+// Registered once and never revoked: the system may call it as long as blocks it saw live.
+struct SizeFailingSpy : IMallocSpy {
+  STDMETHODIMP QueryInterface(REFIID, void** ppv) override {
+    *ppv = this;
+    return S_OK;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+  STDMETHODIMP_(ULONG) Release() override { return 1; }
+  // 0 fails the allocation.
+  STDMETHODIMP_(SIZE_T) PreAlloc(SIZE_T cb) override { return cb == failing ? 0 : cb; }
+  STDMETHODIMP_(void*) PostAlloc(void* p) override { return p; }
+  STDMETHODIMP_(void*) PreFree(void* p, BOOL) override { return p; }
+  STDMETHODIMP_(void) PostFree(BOOL) override {}
+  STDMETHODIMP_(SIZE_T) PreRealloc(void* p, SIZE_T cb, void** out, BOOL) override {
+    *out = p;
+    return cb;
+  }
+  STDMETHODIMP_(void*) PostRealloc(void* p, BOOL) override { return p; }
+  STDMETHODIMP_(void*) PreGetSize(void* p, BOOL) override { return p; }
+  STDMETHODIMP_(SIZE_T) PostGetSize(SIZE_T cb, BOOL) override { return cb; }
+  STDMETHODIMP_(void*) PreDidAlloc(void* p, BOOL) override { return p; }
+  STDMETHODIMP_(int) PostDidAlloc(void*, BOOL, int actual) override { return actual; }
+  STDMETHODIMP_(void) PreHeapMinimize() override {}
+  STDMETHODIMP_(void) PostHeapMinimize() override {}
+  std::atomic<SIZE_T> failing{0};
+};
+
+SizeFailingSpy& spy() {
+  static SizeFailingSpy* registered = [] {
+    auto* made = new SizeFailingSpy;
+    CoRegisterMallocSpy(made);
+    return made;
+  }();
+  return *registered;
+}
+
+// A format holder that only counts its references.
+class CountedUnknown : public IUnknown {
+ public:
+  STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+  STDMETHODIMP_(ULONG) AddRef() override { return ++refs; }
+  STDMETHODIMP_(ULONG) Release() override { return --refs; }
+  ULONG refs = 1;
+};
 
 TEST(MediaTypeTest, EqualityLooksAtTypesAndFormatBytesOnly) {
   struct Case {
@@ -50,10 +97,7 @@ TEST(MediaTypeTest, EachCopyHoldsItsOwnReferenceAndAFailedCopyHoldsNothing) {
   source.pUnk = &unk;
   for (bool failed : {false, true}) {
     SCOPED_TRACE(failed ? "failing" : "succeeding");
-    std::optional<FailingAllocation> failing;
-    if (failed) {
-      failing.emplace(oddSize);
-    }
+    spy().failing = failed ? oddSize : 0;
     {
       HRESULT hr = S_OK;
       CMediaType copy(source, &hr);
@@ -65,6 +109,7 @@ TEST(MediaTypeTest, EachCopyHoldsItsOwnReferenceAndAFailedCopyHoldsNothing) {
     AM_MEDIA_TYPE* created = CreateMediaType(&source);
     EXPECT_EQ(failed, created == nullptr);
     DeleteMediaType(created);
+    spy().failing = 0;
     EXPECT_EQ(1u, unk.refs);
   }
   source.pUnk = nullptr;
