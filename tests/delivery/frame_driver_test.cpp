@@ -5,10 +5,10 @@
 #include <stdexcept>
 #include <string>
 
+#include "tests/delivery/log_lines.h"
 #include "tests/delivery/pin_beside_filter.h"
 #include "tests/support/child_process.h"
 #include "tests/support/fake_clock.h"
-#include "tests/support/log_files.h"
 
 using zarn::test::ChildProcess;
 
@@ -35,20 +35,10 @@ class ScriptedStream : public CVCamStream {
   int memoryCalls = 0;
 };
 
-// Lines of process `pid` logged from byte `from` on that hold `text`.
-std::vector<std::string> linesContaining(uint64_t from, const std::string& text,
-                                         DWORD pid = GetCurrentProcessId()) {
-  std::vector<std::string> found;
-  for (const std::string& line : linesOfPid(readLines(userLogFolder() + "zarncamvcam.log", from), pid)) {
-    if (line.find(text) != std::string::npos) found.push_back(line);
-  }
-  return found;
-}
-
 class FrameDriver : public ::testing::Test {
  protected:
   FrameDriver() { fakePlatform.now = 100000; }
-  uint64_t logStart = fileSizeOf(userLogFolder() + "zarncamvcam.log");
+  uint64_t logStart = fileSizeOf(cameraLog());
   FakeClock fakePlatform;
   PinBesideFilter<ScriptedStream> pin{fakePlatform};
   ScriptedStream* stream = pin.stream.get();
@@ -59,13 +49,6 @@ ZARN_CHILD_ROLE(signal_frame_event) {
   if (!event) return 2;
   SetEvent(event);
   CloseHandle(event);
-  return 0;
-}
-
-ZARN_CHILD_ROLE(time_out_repeatedly) {
-  FakeClock clock;
-  PinBesideFilter<ScriptedStream> pin{clock};
-  for (int i = 0; i < std::stoi(args.at(0)); ++i) pin.stream->FillBuffer(nullptr);
   return 0;
 }
 
@@ -137,14 +120,4 @@ TEST_F(FrameDriver, CatchAllLineIsLimitedToOneAMinuteButTheNoticeIsNot) {
   stream->FillBuffer(nullptr);
   EXPECT_EQ(fakePlatform.notices.size(), 3u);
   EXPECT_EQ(linesContaining(logStart, "zarnmixer error! err=").size(), 2u);
-}
-
-TEST(FrameDriverProcess, TimeOutLineIsWrittenForTheFirstTwentyOnly) {
-  uint64_t logStart = fileSizeOf(userLogFolder() + "zarncamvcam.log");
-  ChildProcess child = ChildProcess::startRole("time_out_repeatedly", {"22"});
-  ASSERT_TRUE(child.valid());
-  ASSERT_EQ(child.wait(30000), 0u);
-  EXPECT_EQ(linesContaining(logStart, "WaitForSingleObject m_hSynFrameEvent is TIMEOUT", child.pid())
-                .size(),
-            20u);
 }

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "delivery/format_tags.h"
-#include "delivery/frame_dump.h"
 #include "link/test_pattern.h"
 #include "tests/delivery/frame_writer.h"
 #include "tests/delivery/guarded_sample.h"
@@ -39,12 +38,11 @@ class TextureFrames : public ::testing::Test {
     stream->m_pSharedTexHelper = std::move(reader);
   }
 
-  void publish(uint32_t width, uint32_t height, uint8_t isFullRange, uint8_t dumpFrame = 0,
+  void publish(uint32_t width, uint32_t height, uint8_t isFullRange,
                uint32_t textureId = kServedId) {
     CaptureFrameRecord record = frameRecord(width, height, ++timestamp, textureId);
     record.is709 = 1;
     record.isFullRange = isFullRange;
-    record.dumpFrame = dumpFrame;
     writer.publish(record);
   }
 
@@ -108,7 +106,7 @@ TEST_F(TextureFrames, SampleReadStraightIntoIsNeverWrittenAfterItsFrame) {
     const int height = width * kHeight / kWidth;
     stream->request(width, height, 32, kTagRGBA);
     GuardedSample scaled(width * height * 4);
-    publish(kWidth / 2, kHeight / 2, 1, 0, kServedId + 1);
+    publish(kWidth / 2, kHeight / 2, 1, kServedId + 1);
     stream->deliver(&scaled.sample);
     // The lower quadrants, blue and yellow, within what box filtering takes off a solid area.
     for (int x : {width / 4, width * 3 / 4}) {
@@ -147,39 +145,4 @@ TEST_F(TextureFrames, UnreadableTextureLeavesTheSampleAsItWasButStampsIt) {
   EXPECT_EQ(sample.memory.data()[0], 0x5A);
   EXPECT_EQ(sample.memory.data()[kWidth * kHeight * 4 - 1], 0x5A);
   EXPECT_TRUE(stamped(&sample.sample));
-}
-
-TEST_F(TextureFrames, DumpRequestedOnEveryFrameWritesAtMostOneFileInFiveSeconds) {
-  const std::wstring folder = frameDumpFolder();
-  // Removes the dumps there are and counts them; earlier runs may have left some of any size.
-  auto takeDumps = [&](bool checkSize) {
-    int count = 0;
-    WIN32_FIND_DATAW found;
-    HANDLE search = FindFirstFileW((folder + L"*.bmp").c_str(), &found);
-    if (search == INVALID_HANDLE_VALUE) return 0;
-    do {
-      ++count;
-      if (checkSize) {
-        EXPECT_EQ(uint64_t(found.nFileSizeLow), 54u + kWidth * kHeight * 4u);
-      }
-      DeleteFileW((folder + found.cFileName).c_str());
-    } while (FindNextFileW(search, &found));
-    FindClose(search);
-    return count;
-  };
-  takeDumps(false);
-  clock.now = 10000;
-  served->serve(kServedId, DXGI_FORMAT_B8G8R8A8_UNORM, patternImage(kWidth, kHeight));
-  for (uint32_t bitCount : {32u, 24u}) {
-    SCOPED_TRACE(bitCount);
-    stream->request(kWidth, kHeight, bitCount, kTagRGBA);
-    GuardedSample sample(kWidth * kHeight * 4);
-    for (int frame = 0; frame < 3; ++frame) {
-      clock.now += 1000;
-      publish(kWidth, kHeight, 1, 1);
-      stream->deliver(&sample.sample);
-    }
-    clock.now += 5001;
-    EXPECT_EQ(takeDumps(true), 1);
-  }
 }

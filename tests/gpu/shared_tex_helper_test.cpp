@@ -2,14 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 
 #include "delivery/format_tags.h"
 #include "diag/log_line_queue.h"
 #include "tests/delivery/guarded_buffer.h"
+#include "tests/delivery/log_lines.h"
 #include "tests/gpu/served_texture_helper.h"
-#include "tests/support/log_files.h"
 
 namespace {
 
@@ -148,8 +147,7 @@ TEST(SharedTexHelper, RefusesWhatItCannotReadAndLeavesTheTargetAlone) {
 // Each change of matrix, range or format shows in the conversions above; this is about cost.
 TEST(SharedTexHelper, SteadyStreamCompilesOnceATexture) {
   LogLineQueue::create();
-  const std::string logPath = userLogFolder() + "zarncamvcam.log";
-  const uint64_t logStart = fileSizeOf(logPath);
+  const uint64_t logStart = fileSizeOf(cameraLog());
   ServedTextureHelper helper;
   for (uint32_t textureId : {1u, 2u}) {
     helper.serve(textureId, kRedFirst, makeTestPattern(16, 8));
@@ -157,10 +155,5 @@ TEST(SharedTexHelper, SteadyStreamCompilesOnceATexture) {
       ASSERT_TRUE(readFrame(helper, textureId, 16, 8, kTagNV12, true, true).ok);
     }
   }
-  const std::vector<std::string> lines = linesOfPid(readLines(logPath, logStart), GetCurrentProcessId());
-  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                          [](const std::string& line) {
-                            return line.find("createConversionObjects is709:1") != std::string::npos;
-                          }),
-            2);
+  EXPECT_EQ(linesContaining(logStart, "createConversionObjects is709:1").size(), 2u);
 }

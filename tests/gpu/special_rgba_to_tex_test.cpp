@@ -7,9 +7,9 @@
 #include "diag/log_line_queue.h"
 #include "gpu/special_common.h"
 #include "tests/delivery/guarded_buffer.h"
+#include "tests/delivery/log_lines.h"
 #include "tests/gpu/texture_readback.h"
 #include "tests/support/fake_clock.h"
-#include "tests/support/log_files.h"
 
 namespace {
 
@@ -52,13 +52,12 @@ TEST(Upload, FailedUploadsWaitLongerEachTimeAndTheLastUploaderTakesTheDeviceAlon
   LogLineQueue::create();
   FakeClock clock;
   setPlatform(&clock);
-  const std::string log = userLogFolder() + "zarncamvcam.log";
-  const uint64_t logStart = fileSizeOf(log);
+  const uint64_t logStart = fileSizeOf(cameraLog());
   // Adapter 64 doesn't exist, so there is no device and no texture: each failed try logs once.
   const struct {
     uint32_t now, adapterIndex;
     bool uploaded;
-    long mapErrors;
+    size_t mapErrors;
   } steps[] = {{0, 64, false, 1}, {999, 64, false, 1}, {1000, 64, false, 2}, {2999, 0, false, 2},
                {3000, 0, true, 2}};
   Source source(2, 8);
@@ -69,12 +68,7 @@ TEST(Upload, FailedUploadsWaitLongerEachTimeAndTheLastUploaderTakesTheDeviceAlon
       clock.now = step.now;
       EXPECT_EQ(uploader.memoryUploadTex(step.adapterIndex, source.bytes.data(), 2, 2, 8),
                 step.uploaded);
-      const std::vector<std::string> lines = readLines(log, logStart);
-      EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                              [](const std::string& line) {
-                                return line.find("SpecialRGBAToTex Map error") != std::string::npos;
-                              }),
-                step.mapErrors);
+      EXPECT_EQ(linesContaining(logStart, "SpecialRGBAToTex Map error").size(), step.mapErrors);
     }
   }
   EXPECT_EQ(SpecialCommon::instance().device(), nullptr);
