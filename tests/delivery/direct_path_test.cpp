@@ -30,7 +30,6 @@ struct RecordingClient : IZarnCameraOutput {
   std::vector<Call> calls;
 };
 
-// A texture frame of `width` by `height` from the adapter `luid`.
 CaptureFrameRecord textureRecord(uint64_t timestampMs, LUID luid = {7, 0}, uint32_t textureId = 1,
                                  uint32_t width = 64, uint32_t height = 48) {
   CaptureFrameRecord record = frameRecord(width, height, timestampMs, textureId);
@@ -75,14 +74,13 @@ TEST_F(DirectPath, TextureFrameTimesThatAreNotNewerRiseByHalfAPeriodComparedUnsi
 TEST_F(DirectPath, RecordLuidIsPassedAsItStandsUnlessItIsZero) {
   ASSERT_NE(bestLuid, 0u) << "the display has an adapter";
   FrameWriter mixer;
-  struct Case {
+  const struct {
     LUID luid;
     uint64_t told;
     uint32_t width, height;
-  };
-  const Case cases[] = {{{0x2A, 0}, 0x2A, 3840, 2160}, {{0, 5}, 5ull << 32, 64, 48},
-                        {{0, 0}, bestLuid, 1921, 1081}};
-  for (const Case& c : cases) {
+  } cases[] = {{{0x2A, 0}, 0x2A, 3840, 2160}, {{0, 5}, 5ull << 32, 64, 48},
+               {{0, 0}, bestLuid, 1921, 1081}};
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.told);
     client.calls.clear();
     mixer.publish(textureRecord(10, c.luid, 0x101, c.width, c.height));

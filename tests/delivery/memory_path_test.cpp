@@ -28,7 +28,6 @@ class MemoryPath : public ::testing::Test {
   // Late enough that every throttled line is due.
   MemoryPath() { clock.now = 0x40000000; }
 
-  // Fills the sample until a mixer frame arrives, 50 tries at most.
   bool mixerFrameArrives() {
     sample->SetSyncPoint(FALSE);
     for (int i = 0; i < 50 && sample->IsSyncPoint() != S_OK; ++i) stream->FillBuffer(sample);

@@ -18,16 +18,11 @@ const uint32_t kServedId = 77;
 const int kWidth = 64;
 const int kHeight = 48;
 
-// The mixer's test pattern, blue first and top row first as the texture holds it.
-std::vector<uint8_t> patternPixels(int width, int height) {
+// The mixer's test pattern, top row first, red first as the reader serves it.
+RgbaImage patternImage(int width, int height) {
   std::vector<uint8_t> pixels(size_t(width) * height * 4);
   renderTestPattern(pixels.data(), width, height, {1, 1000});
-  return pixels;
-}
-
-// The pattern served as a blue-first texture, which the server makes from red-first pixels.
-RgbaImage patternImage(int width, int height) {
-  return {width, height, exchangeRedBlue(patternPixels(width, height))};
+  return {width, height, exchangeRedBlue(pixels)};
 }
 
 class TextureFrames : public ::testing::Test {
@@ -63,8 +58,8 @@ std::vector<int> rgbAt(const BYTE* sample, int bytesPerPixel, int width, int hei
 }  // namespace
 
 TEST_F(TextureFrames, TextureOfTheTargetSizeGoesStraightIntoTheSampleBottomRowFirst) {
-  const std::vector<uint8_t> picture = patternPixels(kWidth, kHeight);
-  served->serve(kServedId, DXGI_FORMAT_B8G8R8A8_UNORM, patternImage(kWidth, kHeight));
+  const RgbaImage picture = patternImage(kWidth, kHeight);
+  served->serve(kServedId, DXGI_FORMAT_B8G8R8A8_UNORM, picture);
   for (int bitCount : {32, 24}) {
     SCOPED_TRACE(bitCount);
     stream->request(kWidth, kHeight, bitCount, kTagRGBA);
@@ -74,9 +69,9 @@ TEST_F(TextureFrames, TextureOfTheTargetSizeGoesStraightIntoTheSampleBottomRowFi
     const int bytes = bitCount / 8;
     for (int y : {0, kHeight / 2 - 1, kHeight - 1}) {
       for (int x : {0, kWidth - 1}) {
-        const uint8_t* want = &picture[(size_t(y) * kWidth + x) * 4];
+        const uint8_t* want = &picture.pixels[(size_t(y) * kWidth + x) * 4];
         EXPECT_EQ(rgbAt(sample.memory.data(), bytes, kWidth, kHeight, x, y),
-                  (std::vector<int>{want[2], want[1], want[0]}))
+                  (std::vector<int>{want[0], want[1], want[2]}))
             << "(" << x << ", " << y << ")";
       }
     }

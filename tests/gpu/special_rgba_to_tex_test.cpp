@@ -26,15 +26,14 @@ struct Source {
 }  // namespace
 
 TEST(Upload, RowsLandAtTheirOwnStartsWhateverTheSourceStride) {
-  struct Case {
-    uint32_t width, height, stride;
-  };
   // Under Wine a row pitch is always width * 4: a stride below it stands in for a driver that
   // aligns rows. A copy of more than a stride per row reads into the source's guard page. A new
   // height alone needs new textures.
-  const Case cases[] = {{5, 6, 20}, {5, 3, 16}, {64, 7, 200}};
+  const struct {
+    uint32_t width, height, stride;
+  } cases[] = {{5, 6, 20}, {5, 3, 16}, {64, 7, 200}};
   SpecialRGBAToTex uploader;
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.width << "x" << c.height << " stride " << c.stride);
     Source source(c.height, c.stride);
     ASSERT_TRUE(uploader.memoryUploadTex(0, source.bytes.data(), c.width, c.height, c.stride));
