@@ -57,10 +57,9 @@ TEST_F(DirectPath, TextureFrameTimesThatAreNotNewerRiseByHalfAPeriodComparedUnsi
   clock.now = 123456;
   fill();
   FrameWriter mixer;
-  const int64_t topBit = INT64_MIN;
   // Published and told; the initial period is 666666, half of it 33 ms.
   const std::pair<uint64_t, int64_t> steps[] = {
-      {0, 33}, {1000, 1000}, {1000, 1033}, {500, 1066}, {uint64_t(topBit), topBit}};
+      {0, 33}, {1000, 1000}, {1000, 1033}, {500, 1066}, {uint64_t(INT64_MIN), INT64_MIN}};
   for (const auto& step : steps) {
     mixer.publish(textureRecord(step.first));
     fill();

@@ -112,7 +112,6 @@ TEST_F(MemoryPath, RepeatedAndOlderTimeStampsAdvanceByHalfAPeriodInMediaTimeOnly
 TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLoggedOnce) {
   FrameWriter writer;
   uint8_t* view = writer.region();
-  const uint64_t regionSize = writer.writer.getRegionSize();
 
   // A value of 0 leaves the field as the record put it.
   const struct {
@@ -124,7 +123,7 @@ TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLo
       {"width above 16384", 16385, 48, sealed_offset::kReadBufferOffset, 0},
       {"height above 16384", 64, 20000, sealed_offset::kReadBufferOffset, 0},
       {"offset+bytes past region", 64, 48, sealed_offset::kReadBufferOffset,
-       regionSize - 64 * 48 * 4 + 4},
+       writer.writer.getRegionSize() - 64 * 48 * 4 + 4},
       {"sealedLength above header area", 64, 48, sealed_offset::kSealedLength, 1ull << 40},
   };
   const size_t sampleBytes = size_t(kWidth) * kHeight * 4;

@@ -66,11 +66,10 @@ TEST_F(TextureFrames, TextureOfTheTargetSizeGoesStraightIntoTheSampleBottomRowFi
     GuardedSample sample(kWidth * kHeight * 4);
     publish(kWidth, kHeight, 1);
     stream->deliver(&sample.sample);
-    const int bytes = bitCount / 8;
     for (int y : {0, kHeight / 2 - 1, kHeight - 1}) {
       for (int x : {0, kWidth - 1}) {
         const uint8_t* want = &picture.pixels[(size_t(y) * kWidth + x) * 4];
-        EXPECT_EQ(rgbAt(sample.memory.data(), bytes, kWidth, kHeight, x, y),
+        EXPECT_EQ(rgbAt(sample.memory.data(), bitCount / 8, kWidth, kHeight, x, y),
                   (std::vector<int>{want[0], want[1], want[2]}))
             << "(" << x << ", " << y << ")";
       }

@@ -16,9 +16,7 @@ namespace {
 // `height` rows of `stride` bytes ending at a guard page, no two rows alike.
 struct Source {
   Source(uint32_t height, uint32_t stride) : bytes(size_t{height} * stride) {
-    for (size_t i = 0; i < bytes.size(); ++i) {
-      bytes.data()[i] = static_cast<uint8_t>(i * 7 + i / stride);
-    }
+    for (size_t i = 0; i < bytes.size(); ++i) bytes.data()[i] = uint8_t(i * 7 + i / stride);
   }
   GuardedBuffer bytes;
 };
