@@ -95,7 +95,7 @@ TEST_F(DirectPath, RecordLuidIsPassedAsItStandsUnlessItIsZero) {
   }
 }
 
-TEST_F(DirectPath, WithoutAFrameTheStoredPictureGoesOutAsTheFiltersOwnTextureAtTheRawClock) {
+TEST_F(DirectPath, WithoutAFrameTheStoredPictureGoesOutAtTheRequestedSizeAndTheRawClock) {
   for (bool metMixerFirst : {false, true}) {
     SCOPED_TRACE(metMixerFirst ? "met a mixer first" : "no mixer at first");
     PinBesideFilter<> own{clock};
@@ -133,6 +133,10 @@ TEST_F(DirectPath, WithoutAFrameTheStoredPictureGoesOutAsTheFiltersOwnTextureAtT
       mismatches += got[0] != want[2] || got[1] != want[1] || got[2] != want[0];
     }
     EXPECT_EQ(mismatches, 0);
+
+    stream->request(640, 360);
+    stream->FillBuffer(nullptr);
+    EXPECT_EQ(readTexturePixels(stream->texture()).size(), size_t{640} * 360 * 4);
   }
 }
 
