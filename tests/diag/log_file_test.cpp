@@ -1,13 +1,14 @@
-// The log file: moved aside by the timer, and appended to by several processes across a rotation
-// and past a host that is stuck while it holds the append lock.
+// The log file: opened by a process's first line, moved aside by the timer, and appended to by
+// several processes across a rotation and past a host that is stuck while it holds the append lock.
 #include "diag/log_limiter.h"
 
 #include <gtest/gtest.h>
 #include <windows.h>
+#include <shlobj.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <optional>
 #include <regex>
@@ -15,6 +16,8 @@
 #include <utility>
 
 #include "diag/ansi_text.h"
+#include "diag/log.h"
+#include "diag/log_line_queue.h"
 #include "diag/log_state.h"
 #include "diag/log_stream.h"
 #include "tests/support/child_process.h"
@@ -136,7 +139,57 @@ class LogRotationTest : public ::testing::Test {
 };
 using LogStreamTest = LogRotationTest;
 
+// The lines of `pid` are its banner, then `messages` (regexes of what follows "PID=<pid> "),
+// then the limiter's last line.
+::testing::AssertionResult framedLines(const std::vector<std::string>& lines, uint32_t pid,
+                                       const std::vector<std::string>& messages) {
+  std::string direct = kLogStampPattern + (" PID=" + std::to_string(pid)) + " info  - ";
+  std::vector<std::string> patterns = {direct + R"(\+{90})", direct + "program start",
+                                       direct + R"(program name = diag_test\.exe)",
+                                       direct + R"(LogLimiter start Tid:\d+)"};
+  for (const std::string& message : messages) {
+    patterns.push_back(kLogStampPattern + (R"( TID=\d+ PID=)" + std::to_string(pid)) + " " + message);
+  }
+  patterns.push_back(direct + R"(LogLimiter end Tid:\d+)");
+  std::vector<std::string> own = linesOfPid(lines, pid);
+  for (size_t i = 0; i < std::max(own.size(), patterns.size()); ++i) {
+    if (i >= own.size() || i >= patterns.size() ||
+        !std::regex_search(own[i], std::regex(patterns[i] + "$"))) {
+      return ::testing::AssertionFailure() << "line " << i << ": " << (i < own.size() ? own[i] : "(none)");
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
 }  // namespace
+
+ZARN_CHILD_ROLE(marked) {
+  LogLineQueue::create();
+  std::wstring marker = fromAnsi(userLogFolder()) + L"debug";
+  SHCreateDirectoryExW(nullptr, fromAnsi(userLogFolder()).c_str(), nullptr);
+  CloseHandle(CreateFileW(marker.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+  LogPrint(0, "before open");
+  LogPrint(1, "opens");
+  // Other processes that open the log meanwhile would keep level 0 lines too.
+  DeleteFileW(marker.c_str());
+  LogPrint(0, "after open");
+  return 0;
+}
+
+TEST(LogPrint, DebugMarkerLowersTheThresholdOnlyOnceTheLogIsOpen) {
+  const std::string path = userLogFolder() + "zarncamvcam.log";
+  // Other test programs log into the same file meanwhile.
+  const uint64_t from = fileSizeOf(path);
+  ChildProcess child = ChildProcess::startRole("marked");
+  std::optional<DWORD> exitCode = child.wait(20000);
+  DeleteFileW((fromAnsi(userLogFolder()) + L"debug").c_str());
+  ASSERT_EQ(exitCode, 0u);
+  std::vector<std::string> lines = readLines(path, from);
+  EXPECT_TRUE(framedLines(lines, child.pid(), {"info  - opens", "debug - after open"}));
+  std::regex modeLine(kLogStampPattern + std::string(":info  - open debug log mode$"));
+  EXPECT_TRUE(std::any_of(lines.begin(), lines.end(),
+                          [&](const std::string& line) { return std::regex_search(line, modeLine); }));
+}
 
 TEST_F(LogRotationTest, TimerMovesTheLogAsideOnlyAboveTwentyMebibytesAndEmptiesItIfItCannot) {
   enum Held { kNone, kLog, kOldLog };
@@ -250,8 +303,7 @@ TEST_F(LogStreamTest, HostStuckHoldingTheAppendLockCostsOthersOneBoundedWaitAndI
 
   const std::vector<std::string> lines = readLines(m_folder + "blocked.log");
   ASSERT_EQ(lines.size(), 2u);
-  std::ifstream raw(m_folder + "blocked.log", std::ios::binary);
-  const std::string bytes{std::istreambuf_iterator<char>(raw), {}};
+  const std::string bytes = zarn::test::readFileBytes(fromAnsi(m_folder + "blocked.log"));
   // Windows line ends, which the reader above strips.
   EXPECT_EQ(bytes.substr(bytes.size() - 7), "after\r\n");
   EXPECT_TRUE(std::regex_match(lines[0], std::regex(kLogStampPattern + (" PID=" + std::to_string(writer.pid())) +
