@@ -45,6 +45,7 @@ class NoNoticePlatform : public Platform {
 };
 
 using FormatGate = MixerRecord;
+using MediaTypeNegotiation = HeldPin;
 
 }  // namespace
 
@@ -227,4 +228,43 @@ TEST_F(FormatGate, SetFormatOnAConnectedPinReconnectsAndPublishesOrWhenItCannotK
     EXPECT_EQ(published().height, 480);
   }
   graph->Release();
+}
+
+TEST_F(MediaTypeNegotiation, OnlyTheCurrentTypeWithinTheSizeBoundsIsAccepted) {
+  CMediaType other, topDown;
+  pin->GetMediaType(2, &other);
+  pin->GetMediaType(0, &topDown);
+  headerOf(topDown).biHeight = -1080;
+  EXPECT_EQ(pin->CheckMediaType(&other), E_INVALIDARG);
+  EXPECT_EQ(pin->CheckMediaType(&topDown), E_INVALIDARG);
+  EXPECT_EQ(pin->CheckMediaType(nullptr), E_POINTER);
+  const struct {
+    LONG width, height;
+    HRESULT want;
+  } cases[] = {{191, 480, E_INVALIDARG}, {640, 191, E_INVALIDARG}, {192, 192, S_OK},
+               {3840, 3840, S_OK},       {3841, 2160, E_INVALIDARG}, {640, 3841, E_INVALIDARG}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.width << "x" << c.height);
+    CMediaType type;
+    pin->GetMediaType(0, &type);
+    headerOf(type).biWidth = c.width;
+    headerOf(type).biHeight = c.height;
+    ASSERT_EQ(pin->SetFormat(&type), S_OK);
+    EXPECT_EQ(pin->CheckMediaType(&type), c.want);
+  }
+}
+
+TEST_F(MediaTypeNegotiation, BufferHoldsTheWholeFrameWhateverTheImageSizeSays) {
+  CMediaType type;
+  pin->GetMediaType(0, &type);
+  auto& header = headerOf(type);
+  header.biWidth = 640;
+  header.biHeight = 480;
+  header.biSizeImage = 1000;
+  ASSERT_EQ(pin->SetFormat(&type), S_OK);
+  IMemAllocator* allocator = zarn::test::newMemAllocator();
+  ALLOCATOR_PROPERTIES properties = {0, 0, 1, 0};
+  EXPECT_EQ(pin->DecideBufferSize(allocator, &properties), S_OK);
+  EXPECT_GE(properties.cbBuffer, 640 * 480 * header.biBitCount / 8);
+  allocator->Release();
 }
