@@ -192,8 +192,7 @@ TEST_F(LogRotationTest, TimerMovesTheLogAsideOnlyAboveTwentyMebibytesAndEmptiesI
 
     LogLimiterTimerProc();
 
-    std::vector<std::string> timerLines = readLines(m_folder + "timer.log");
-    EXPECT_EQ(timerLines.size(), 1u);
+    EXPECT_EQ(readLines(m_folder + "timer.log").size(), 1u);
     std::vector<std::string> logLines = readLines(g_logPath);
     std::string onlyLine = logLines.size() == 1 ? logLines[0] : "";
     switch (c.outcome) {

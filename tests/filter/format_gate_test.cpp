@@ -117,10 +117,6 @@ TEST_F(FormatGate, SetFormatOnAnUnconnectedPinOnlyTakesTheTypeAndSetMediaTypePub
     const Published before = published();
     HeldFilter held;
     ASSERT_EQ(held.pin()->SetFormat(&c.type), S_OK);
-    AM_MEDIA_TYPE* got = nullptr;
-    ASSERT_EQ(held.pin()->GetFormat(&got), S_OK);
-    EXPECT_TRUE(CMediaType(*got) == c.type);
-    DeleteMediaType(got);
     EXPECT_EQ(held.pin()->CheckMediaType(&c.type), S_OK);
     EXPECT_EQ(mixer.getOpeningProcessId(), 0u);
     EXPECT_EQ(published().width, before.width);
@@ -179,9 +175,7 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
 
     const bool notice = c.holder == Holder::Live;
     const std::string log = install.waitForLog(notice ? 1 : 0);
-    EXPECT_EQ(log.find("VirtualCamBeUsed") != std::string::npos, notice) << log;
-    EXPECT_EQ(log.find("&pid=" + std::to_string(holder) + "\"") != std::string::npos, notice)
-        << log;
+    EXPECT_EQ(log.find("VirtualCamBeUsed/") != std::string::npos, notice) << log;
     const uint32_t claims[] = {holder, 0, host.pid()};
     EXPECT_EQ(mixer.getOpeningProcessId(), claims[int(c.claim)]);
   }
@@ -230,7 +224,7 @@ TEST_F(FormatGate, SetFormatOnAConnectedPinReconnectsAndPublishesOrWhenItCannotK
   graph->Release();
 }
 
-TEST_F(MediaTypeNegotiation, OnlyTheCurrentTypeWithinTheSizeBoundsIsAccepted) {
+TEST_F(MediaTypeNegotiation, OnlyTheCurrentTypeWithinTheSizeBoundsIsAcceptedAndItsBufferHoldsAFrame) {
   CMediaType other, topDown;
   pin->GetMediaType(2, &other);
   pin->GetMediaType(0, &topDown);
@@ -243,28 +237,20 @@ TEST_F(MediaTypeNegotiation, OnlyTheCurrentTypeWithinTheSizeBoundsIsAccepted) {
     HRESULT want;
   } cases[] = {{191, 480, E_INVALIDARG}, {640, 191, E_INVALIDARG}, {192, 192, S_OK},
                {3840, 3840, S_OK},       {3841, 2160, E_INVALIDARG}, {640, 3841, E_INVALIDARG}};
+  IMemAllocator* allocator = zarn::test::newMemAllocator();
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.width << "x" << c.height);
     CMediaType type;
     pin->GetMediaType(0, &type);
     headerOf(type).biWidth = c.width;
     headerOf(type).biHeight = c.height;
+    // A host's image size may be stale or short: the buffer holds the whole frame all the same.
+    headerOf(type).biSizeImage = 1000;
     ASSERT_EQ(pin->SetFormat(&type), S_OK);
     EXPECT_EQ(pin->CheckMediaType(&type), c.want);
+    ALLOCATOR_PROPERTIES properties = {0, 0, 1, 0};
+    EXPECT_EQ(pin->DecideBufferSize(allocator, &properties), S_OK);
+    EXPECT_GE(properties.cbBuffer, c.width * c.height * 3);
   }
-}
-
-TEST_F(MediaTypeNegotiation, BufferHoldsTheWholeFrameWhateverTheImageSizeSays) {
-  CMediaType type;
-  pin->GetMediaType(0, &type);
-  auto& header = headerOf(type);
-  header.biWidth = 640;
-  header.biHeight = 480;
-  header.biSizeImage = 1000;
-  ASSERT_EQ(pin->SetFormat(&type), S_OK);
-  IMemAllocator* allocator = zarn::test::newMemAllocator();
-  ALLOCATOR_PROPERTIES properties = {0, 0, 1, 0};
-  EXPECT_EQ(pin->DecideBufferSize(allocator, &properties), S_OK);
-  EXPECT_GE(properties.cbBuffer, 640 * 480 * header.biBitCount / 8);
   allocator->Release();
 }
