@@ -1,6 +1,5 @@
 // A host that lies to the camera: seeded random calls with malformed types, sizes, indices, nulls
-// and state orders, while the mixer comes and goes. It runs in a child, so that a crash is
-// reported with its seed and last calls instead of taking the test runner down.
+// and state orders while the mixer comes and goes, in a child that prints a crash's last calls.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <dshow.h>
@@ -119,10 +118,11 @@ struct HostileHost {
     const BITMAPINFOHEADER& h = info.bmiHeader;
     char line[320];
     std::snprintf(line, sizeof(line), "%s%s: %08lx/%08lx/%08lx cbFormat %lu pbFormat %p %ldx%ld "
-                  "bits %u %08lx size %lu, index %d%s, %zu sizes", name, nullArgument ? " (null)" : "",
-                  type.majortype.Data1, type.subtype.Data1, type.formattype.Data1, type.cbFormat,
-                  type.pbFormat, h.biWidth, h.biHeight, h.biBitCount, h.biCompression,
-                  h.biSizeImage, index, nullCaps ? " null caps" : "", list.size());
+                  "bits %u %08lx size %lu, index %d%s, %zu sizes", name,
+                  nullArgument ? " (null)" : "", type.majortype.Data1, type.subtype.Data1,
+                  type.formattype.Data1, type.cbFormat, type.pbFormat, h.biWidth, h.biHeight,
+                  h.biBitCount, h.biCompression, h.biSizeImage, index, nullCaps ? " null caps" : "",
+                  list.size());
     return line;
   }
 
@@ -178,7 +178,8 @@ const CallKind kCallKinds[] = {
     {"SetOutputWidthHeight", 2,
      [](HostileHost& h) { h.pin->SetOutputWidthHeight(h.nullArgument ? nullptr : &h.list); }},
     {"GetOutputWidthHeight", 1, [](HostileHost& h) {
-       h.pin->GetOutputWidthHeight(h.nullArgument ? nullptr : &h.index, h.nullCaps ? nullptr : &h.index);
+       int* const side = &h.index;
+       h.pin->GetOutputWidthHeight(h.nullArgument ? nullptr : side, h.nullCaps ? nullptr : side);
      }},
     {"SetFrameRate", 1, [](HostileHost& h) { h.pin->SetFrameRate(h.pick(6)); }},
     {"filter Run", 1, [](HostileHost& h) { h.filter->Run(0); }},
@@ -187,8 +188,7 @@ const CallKind kCallKinds[] = {
     {"graph Run", 1, [](HostileHost& h) { h.control->Run(); }},
     {"graph Pause", 1, [](HostileHost& h) { h.control->Pause(); }},
     {"graph Stop", 1, [](HostileHost& h) { h.control->Stop(); }},
-    // Connections are made stopped; half the time the host stops first. The type is its own,
-    // none, or the current one.
+    // Connections are made stopped; half the time the host stops first. Its type, none or ours.
     {"ConnectDirect", 2, [](HostileHost& h) {
        if (h.index < 0) h.filter->Stop();
        if (h.nullCaps) h.pin->GetFormat(&h.got);

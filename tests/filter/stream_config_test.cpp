@@ -62,7 +62,6 @@ TEST_F(StreamConfig, EachCapabilityIsOneExactCatalogueRow) {
   };
   const Case cases[] = {
       {0, 1080, 1920, 400000, 24, BI_RGB, MEDIASUBTYPE_RGB24, 6220800},
-      {1, 1920, 1080, 400000, 24, BI_RGB, MEDIASUBTYPE_RGB24, 6220800},
       {88, 1080, 1920, 400000, 32, BI_RGB, MEDIASUBTYPE_RGB32, 8294400},
       {263, 324, 360, 166666, 12, kTagI420, MEDIASUBTYPE_I420, 174960},
   };

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <cstdio>
-
 #include "filter/zarn_interfaces.h"
 #include "tests/filter/held_filter.h"
 #include "tests/support/child_process.h"
@@ -24,7 +22,6 @@ ZARN_CHILD_ROLE(run_until_told) {
   {
     HeldFilter filter;
     filter->Run(0);
-    std::printf("running\n");
     if (WaitForSingleObject(stop, 20000) != WAIT_OBJECT_0) return 3;
     filter->Stop();
   }
