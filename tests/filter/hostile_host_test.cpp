@@ -69,7 +69,7 @@ struct HostileHost {
     }
   }
 
-  void makeType() {
+  void draw() {
     static const GUID kSubtypes[] = {MEDIASUBTYPE_RGB24, MEDIASUBTYPE_RGB32, MEDIASUBTYPE_I420,
                                      MEDIASUBTYPE_NV12,  MEDIASUBTYPE_YUY2,  GUID_NULL};
     static const WORD kBits[] = {24, 32, 12, 12, 16, 0};
@@ -101,10 +101,6 @@ struct HostileHost {
     block = std::make_unique<GuardedBuffer>(type.cbFormat, uint8_t(random()));
     std::memcpy(block->data(), &info, std::min<size_t>(type.cbFormat, sizeof(info)));
     type.pbFormat = pick(32) ? block->data() : nullptr;
-  }
-
-  void draw() {
-    makeType();
     nullArgument = pick(20) == 0;
     list.resize(pick(5));
     for (auto& entry : list) entry = {side(), side()};
