@@ -191,7 +191,8 @@ TEST_F(FormatGate, SetFormatOnAConnectedPinReconnectsAndPublishesOrWhenItCannotK
     } else {
       sink->pin()->accepted = before;
     }
-    EXPECT_TRUE(FAILED(held.pin()->SetFormat(&larger)));
+    const HRESULT refused = held.pin()->SetFormat(&larger);
+    EXPECT_TRUE(running ? refused == VFW_E_NOT_STOPPED : FAILED(refused)) << std::hex << refused;
     held->Stop();
     CMediaType after;
     held.pin()->GetMediaType(0, &after);
