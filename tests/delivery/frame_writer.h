@@ -28,7 +28,6 @@ struct FrameWriter {
     HANDLE mapping = nullptr;
     return writer.lockWriteBuffer(offset, mapping) - offset;
   }
-  // Publishes `record`, a memory frame with the test pattern in its buffer.
   void publish(CaptureFrameRecord record) {
     if (record.frameKind != kTextureFrame) {
       uint32_t offset = 0;

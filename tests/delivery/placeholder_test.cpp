@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <cstdlib>
 #include <vector>
 
 #include "tests/delivery/pin_beside_filter.h"
@@ -12,15 +11,6 @@ namespace {
 // Corner colours of both stored pictures, blue first: a plain gradient from top to bottom.
 const uint8_t kTopColour[3] = {0x2e, 0x22, 0x16};
 const uint8_t kBottomColour[3] = {0x73, 0x6f, 0x2f};
-
-::testing::AssertionResult pixelNear(const uint8_t* pixel, const uint8_t (&colour)[3]) {
-  for (int channel = 0; channel < 3; ++channel) {
-    if (std::abs(pixel[channel] - colour[channel]) > 10) {
-      return ::testing::AssertionFailure() << "channel " << channel << " is " << int(pixel[channel]);
-    }
-  }
-  return ::testing::AssertionSuccess();
-}
 
 // Average luma of a sample's I420 row.
 int lumaOfRow(const std::vector<uint8_t>& sample, int32_t width, int32_t y) {
@@ -47,7 +37,6 @@ TEST_F(Placeholder, FourByThreeRequestsGetTheSmallPictureAllOthersTheWideOne) {
     ASSERT_TRUE(stream->LoadBackground(false));
     EXPECT_EQ(stream->m_placeholderFrame.width, c[2]);
     EXPECT_EQ(stream->m_placeholderFrame.height, c[3]);
-    EXPECT_EQ(stream->m_placeholderFrame.fourcc, kTagRGB4);
   }
 }
 
@@ -62,12 +51,14 @@ TEST_F(Placeholder, RgbSampleOfThePictureSizeIsARowForRowCopyAndOfAnotherIsStret
   stream->request(320, 90, 24, kTagRGB3);
   std::vector<uint8_t> sample(320 * 90 * 3 + 3, 0xAB);
   stream->copyPlaceholderToSample(sample.data());
-  EXPECT_TRUE(pixelNear(&sample[0], kTopColour));
-  EXPECT_TRUE(pixelNear(&sample[(89 * 320 + 319) * 3], kBottomColour));
+  for (int channel = 0; channel < 3; ++channel) {
+    EXPECT_NEAR(sample[channel], kTopColour[channel], 10);
+    EXPECT_NEAR(sample[(89 * 320 + 319) * 3 + channel], kBottomColour[channel], 10);
+  }
   EXPECT_EQ(sample[320 * 90 * 3], 0xAB);
 }
 
-TEST_F(Placeholder, PlanarSampleIsTopRowFirstAndConvertedAgainOnlyWhenTheSizeChanges) {
+TEST_F(Placeholder, PlanarSampleIsTopRowFirstAndConvertedAgainWhenTheSizeChanges) {
   stream->request(640, 480);
   ASSERT_TRUE(stream->LoadBackground(true));
   stream->request(320, 240, 12, kTagI420);
@@ -79,10 +70,6 @@ TEST_F(Placeholder, PlanarSampleIsTopRowFirstAndConvertedAgainOnlyWhenTheSizeCha
   // A white picture shows only if the planar copy is made anew.
   FrameBuffer& picture = stream->m_placeholderFrame;
   memset(picture.data, 0xFF, size_t(picture.width) * picture.height * 4);
-  std::vector<uint8_t> same(first.size(), 0);
-  stream->copyPlaceholderToSample(same.data());
-  EXPECT_EQ(same, first);
-
   stream->request(160, 120, 12, kTagI420);
   std::vector<uint8_t> smaller(160 * 120 * 3 / 2, 0);
   stream->copyPlaceholderToSample(smaller.data());

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <cstdio>
-
 #include "filter/zarn_interfaces.h"
 #include "tests/filter/held_filter.h"
 #include "tests/support/child_process.h"
@@ -16,6 +14,7 @@ namespace {
 const wchar_t kStopEventName[] = L"ZARN_TEST_VCAM_STOP_HOLDER";
 
 using VCamFilter = MixerRecord;
+using StreamControls = HeldPin;
 
 // Another host: runs its own filter, then stops when told.
 ZARN_CHILD_ROLE(run_until_told) {
@@ -23,7 +22,6 @@ ZARN_CHILD_ROLE(run_until_told) {
   {
     HeldFilter filter;
     filter->Run(0);
-    std::printf("running\n");
     if (WaitForSingleObject(stop, 20000) != WAIT_OBJECT_0) return 3;
     filter->Stop();
   }
@@ -67,9 +65,42 @@ TEST_F(VCamFilter, PinInterfacesReachThePinFromTheFilterButShareSampleDoesNot) {
     IPin* pin = nullptr;
     ASSERT_EQ(part->QueryInterface(IID_IPin, reinterpret_cast<void**>(&pin)), S_OK);
     EXPECT_EQ(pin, static_cast<IPin*>(filter->stream()));
-    EXPECT_EQ(pin->QueryInterface(IID_IShareSampleInterface, reinterpret_cast<void**>(&part)), S_OK);
-    part->Release();
     pin->Release();
     part->Release();
   }
+  ASSERT_EQ(filter.pin()->QueryInterface(IID_IShareSampleInterface, reinterpret_cast<void**>(&part)),
+            S_OK);
+  part->Release();
+}
+
+TEST_F(StreamControls, FrameRateModesSetThePeriodTheNextUpdatePublishes) {
+  struct Case {
+    uint32_t mode;
+    int fps;
+  };
+  // Mode 4 is unknown and keeps the period of the mode before it.
+  const Case cases[] = {{0, 10}, {1, 15}, {2, 30}, {3, 60}, {4, 60}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.mode);
+    EXPECT_EQ(pin->SetFrameRate(c.mode), S_OK);
+    pin->UpdateVideoOutParamIntoSharedMemory();
+    EXPECT_EQ(published().fps, c.fps);
+  }
+}
+
+TEST_F(StreamControls, OutputSizeListIsPublishedOnlyWhenItHoldsEntriesAllInTheCameraRange) {
+  OutputSizeList empty;
+  EXPECT_EQ(pin->SetOutputWidthHeight(nullptr), S_OK);
+  EXPECT_EQ(pin->SetOutputWidthHeight(&empty), S_OK);
+  const OutputSizeList refused[] = {
+      {{1920, -1080}}, {{1280, 720}, {0, 720}}, {{3841, 100}}, {{640, 360}, {-640, -360}}};
+  for (const OutputSizeList& sizes : refused) {
+    SCOPED_TRACE(sizes.back().first);
+    EXPECT_EQ(pin->SetOutputWidthHeight(&sizes), E_INVALIDARG);
+  }
+  EXPECT_EQ(mixer.getOpeningProcessId(), 0u);
+
+  OutputSizeList sizes = {{640, 360}, {320, 180}};
+  EXPECT_EQ(pin->SetOutputWidthHeight(&sizes), S_OK);
+  EXPECT_EQ(mixer.getOpeningProcessId(), GetCurrentProcessId());
 }

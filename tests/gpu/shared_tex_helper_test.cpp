@@ -2,14 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 
 #include "delivery/format_tags.h"
-#include "diag/log_line_queue.h"
 #include "tests/delivery/guarded_buffer.h"
 #include "tests/gpu/served_texture_helper.h"
-#include "tests/support/log_files.h"
 
 namespace {
 
@@ -87,39 +84,6 @@ TEST(SharedTexHelper, ShaderRouteMatchesReferenceForEveryFormatMatrixAndRange) {
   }
 }
 
-// libyuv then converts with its own 601 limited-range matrix, and its planar rows take every
-// texture as red first.
-TEST(SharedTexHelper, WithoutCompilerLibyuvConvertsWhateverMatrixAndRange) {
-  for (auto [width, height] : {std::pair{64, 32}, {8, 7}}) {
-    const RgbaImage image = makeTestPattern(width, height);
-    for (DXGI_FORMAT format : {kRedFirst, kBlueFirst}) {
-      ServedTextureHelper helper(L"zarn_no_such_compiler.dll");
-      helper.serve(9, format, image);
-      // Red and blue as the planar rows take them; at an odd height the last row repeated, so
-      // that luma lies on pixel centres. Only luma is compared there: the last chroma row
-      // averages the last two rows.
-      RgbaImage asRead = image;
-      asRead.pixels.insert(asRead.pixels.end(), image.pixels.end() - width * 4 * (height % 2),
-                           image.pixels.end());
-      asRead.height += height % 2;
-      if (format == kBlueFirst) asRead.pixels = exchangeRedBlue(asRead.pixels);
-      std::vector<uint8_t> planar = expectedPlanar(asRead, false, false);
-      if (height % 2) planar.resize(width * height);
-      for (uint32_t tag : kTags) {
-        SCOPED_TRACE(testing::Message() << width << "x" << height << " format " << format << " "
-                                        << std::string(reinterpret_cast<char*>(&tag), 4));
-        Read read = readFrame(helper, 9, width, height, tag, true, true);
-        if (tag == kTagRGBA || tag == kTagRGB3) {
-          EXPECT_TRUE(withinCodes(read, expectedRgb(image, tag == kTagRGBA ? 4 : 3, false), 0));
-          continue;
-        }
-        read.bytes.resize(planar.size());
-        EXPECT_TRUE(withinCodes(read, planar, 2));
-      }
-    }
-  }
-}
-
 TEST(SharedTexHelper, RefusesWhatItCannotReadAndLeavesTheTargetAlone) {
   const RgbaImage image = makeTestPattern(16, 8);
   ServedTextureHelper helper;
@@ -143,24 +107,4 @@ TEST(SharedTexHelper, RefusesWhatItCannotReadAndLeavesTheTargetAlone) {
     EXPECT_EQ(read.bytes, std::vector<uint8_t>(read.bytes.size(), kFill));
   }
   EXPECT_TRUE(readFrame(helper, 1, 16, 8, kTagI420, false, true).ok);
-}
-
-// Each change of matrix, range or format shows in the conversions above; this is about cost.
-TEST(SharedTexHelper, SteadyStreamCompilesOnceATexture) {
-  LogLineQueue::create();
-  const std::string logPath = userLogFolder() + "zarncamvcam.log";
-  const uint64_t logStart = fileSizeOf(logPath);
-  ServedTextureHelper helper;
-  for (uint32_t textureId : {1u, 2u}) {
-    helper.serve(textureId, kRedFirst, makeTestPattern(16, 8));
-    for (int frame = 0; frame < 2; ++frame) {
-      ASSERT_TRUE(readFrame(helper, textureId, 16, 8, kTagNV12, true, true).ok);
-    }
-  }
-  const std::vector<std::string> lines = linesOfPid(readLines(logPath, logStart), GetCurrentProcessId());
-  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                          [](const std::string& line) {
-                            return line.find("createConversionObjects is709:1") != std::string::npos;
-                          }),
-            2);
 }

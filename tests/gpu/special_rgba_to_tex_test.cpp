@@ -7,18 +7,16 @@
 #include "diag/log_line_queue.h"
 #include "gpu/special_common.h"
 #include "tests/delivery/guarded_buffer.h"
+#include "tests/delivery/log_lines.h"
 #include "tests/gpu/texture_readback.h"
 #include "tests/support/fake_clock.h"
-#include "tests/support/log_files.h"
 
 namespace {
 
 // `height` rows of `stride` bytes ending at a guard page, no two rows alike.
 struct Source {
   Source(uint32_t height, uint32_t stride) : bytes(size_t{height} * stride) {
-    for (size_t i = 0; i < bytes.size(); ++i) {
-      bytes.data()[i] = static_cast<uint8_t>(i * 7 + i / stride);
-    }
+    for (size_t i = 0; i < bytes.size(); ++i) bytes.data()[i] = uint8_t(i * 7 + i / stride);
   }
   GuardedBuffer bytes;
 };
@@ -26,15 +24,14 @@ struct Source {
 }  // namespace
 
 TEST(Upload, RowsLandAtTheirOwnStartsWhateverTheSourceStride) {
-  struct Case {
-    uint32_t width, height, stride;
-  };
   // Under Wine a row pitch is always width * 4: a stride below it stands in for a driver that
   // aligns rows. A copy of more than a stride per row reads into the source's guard page. A new
   // height alone needs new textures.
-  const Case cases[] = {{5, 6, 20}, {5, 3, 16}, {64, 7, 200}};
+  const struct {
+    uint32_t width, height, stride;
+  } cases[] = {{5, 6, 20}, {5, 3, 16}, {64, 7, 200}};
   SpecialRGBAToTex uploader;
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.width << "x" << c.height << " stride " << c.stride);
     Source source(c.height, c.stride);
     ASSERT_TRUE(uploader.memoryUploadTex(0, source.bytes.data(), c.width, c.height, c.stride));
@@ -52,13 +49,12 @@ TEST(Upload, FailedUploadsWaitLongerEachTimeAndTheLastUploaderTakesTheDeviceAlon
   LogLineQueue::create();
   FakeClock clock;
   setPlatform(&clock);
-  const std::string log = userLogFolder() + "zarncamvcam.log";
-  const uint64_t logStart = fileSizeOf(log);
+  const uint64_t logStart = fileSizeOf(cameraLog());
   // Adapter 64 doesn't exist, so there is no device and no texture: each failed try logs once.
   const struct {
     uint32_t now, adapterIndex;
     bool uploaded;
-    long mapErrors;
+    size_t mapErrors;
   } steps[] = {{0, 64, false, 1}, {999, 64, false, 1}, {1000, 64, false, 2}, {2999, 0, false, 2},
                {3000, 0, true, 2}};
   Source source(2, 8);
@@ -69,12 +65,7 @@ TEST(Upload, FailedUploadsWaitLongerEachTimeAndTheLastUploaderTakesTheDeviceAlon
       clock.now = step.now;
       EXPECT_EQ(uploader.memoryUploadTex(step.adapterIndex, source.bytes.data(), 2, 2, 8),
                 step.uploaded);
-      const std::vector<std::string> lines = readLines(log, logStart);
-      EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                              [](const std::string& line) {
-                                return line.find("SpecialRGBAToTex Map error") != std::string::npos;
-                              }),
-                step.mapErrors);
+      EXPECT_EQ(linesContaining(logStart, "SpecialRGBAToTex Map error").size(), step.mapErrors);
     }
   }
   EXPECT_EQ(SpecialCommon::instance().device(), nullptr);

@@ -6,12 +6,6 @@
 
 #include "gpu/d3d_device.h"
 
-inline D3D11_TEXTURE2D_DESC textureDesc(ID3D11Texture2D* texture) {
-  D3D11_TEXTURE2D_DESC desc = {};
-  if (texture) texture->GetDesc(&desc);
-  return desc;
-}
-
 // Rows of 4-byte pixels, top row first, without padding; empty when the texture can't be read.
 inline std::vector<uint8_t> readTexturePixels(ID3D11Texture2D* texture) {
   std::vector<uint8_t> pixels;
@@ -20,7 +14,8 @@ inline std::vector<uint8_t> readTexturePixels(ID3D11Texture2D* texture) {
   ID3D11DeviceContext* context = nullptr;
   texture->GetDevice(&device);
   device->GetImmediateContext(&context);
-  const D3D11_TEXTURE2D_DESC shape = textureDesc(texture);
+  D3D11_TEXTURE2D_DESC shape = {};
+  texture->GetDesc(&shape);
   const D3D11_TEXTURE2D_DESC desc = textureDescription(
       shape.Width, shape.Height, shape.Format, D3D11_USAGE_STAGING, 0, D3D11_CPU_ACCESS_READ, 0);
   ID3D11Texture2D* staging = nullptr;

@@ -1,13 +1,13 @@
-// The log file: moved aside by the timer, and appended to by several processes across a rotation
-// and past a host that is stuck while it holds the append lock.
+// The log file: opened by a process's first line, moved aside by the timer, and appended to by
+// several processes across a rotation and past a host that is stuck while it holds the append lock.
 #include "diag/log_limiter.h"
 
 #include <gtest/gtest.h>
 #include <windows.h>
+#include <shlobj.h>
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <optional>
 #include <regex>
@@ -15,6 +15,8 @@
 #include <utility>
 
 #include "diag/ansi_text.h"
+#include "diag/log.h"
+#include "diag/log_line_queue.h"
 #include "diag/log_state.h"
 #include "diag/log_stream.h"
 #include "tests/support/child_process.h"
@@ -27,9 +29,7 @@ namespace {
 constexpr DWORD kBoundMs = 30000;
 
 std::string testFolder(const std::string& parentPid) {
-  char temp[MAX_PATH] = {};
-  GetTempPathA(MAX_PATH, temp);
-  return std::string(temp) + "zarn_diag_" + parentPid + "\\";
+  return (std::filesystem::temp_directory_path() / ("zarn_diag_" + parentPid)).string() + "\\";
 }
 
 HANDLE namedEvent(const std::string& name) { return CreateEventA(nullptr, TRUE, FALSE, name.c_str()); }
@@ -41,24 +41,13 @@ bool waitFor(const std::string& name) {
   return set;
 }
 
-// 0 for a file that isn't there.
-uint64_t fileIdOf(const std::string& path) {
-  HANDLE file = CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                            OPEN_EXISTING, 0, nullptr);
-  BY_HANDLE_FILE_INFORMATION info = {};
-  const bool known = file != INVALID_HANDLE_VALUE && GetFileInformationByHandle(file, &info);
-  if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
-  return known ? (uint64_t{info.nFileIndexHigh} << 32) | info.nFileIndexLow : 0;
-}
-
 void makeFile(const std::string& path, int64_t size) {
   std::ofstream(path, std::ios::binary).close();
   std::filesystem::resize_file(path, size);
 }
 
-// args: parent pid, writer name, then the other writers' names for the one that rotates. Every
-// line is "<name> <n>". The rotating writer moves the log aside once all have written, and the
-// others write as much again after that. Exits with the number of lines written.
+// args: parent pid, name, then the other writers' names for the one that rotates once all have
+// written. Writes "<name> <n>" lines until 200 after the rotation; exits with how many it wrote.
 ZARN_CHILD_ROLE(numbered_writer) {
   const std::string folder = testFolder(args.at(0)), prefix = "zarn_log_" + args.at(0);
   g_logPath = folder + "zarncamvcam.log";
@@ -104,8 +93,21 @@ ZARN_CHILD_ROLE(blocked_writer) {
   return 0;
 }
 
-// A folder of the test's own for the log, so that the shared log is never rotated under the other
-// test programs; the shared log is given back afterwards.
+// Logs with a debug marker in the log folder, before and after its first line opens the log.
+ZARN_CHILD_ROLE(marked) {
+  LogLineQueue::create();
+  std::wstring marker = fromAnsi(userLogFolder()) + L"debug";
+  SHCreateDirectoryExW(nullptr, fromAnsi(userLogFolder()).c_str(), nullptr);
+  CloseHandle(CreateFileW(marker.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+  LogPrint(0, "before open");
+  LogPrint(1, "opens");
+  // Other processes that open the log meanwhile would keep level 0 lines too.
+  DeleteFileW(marker.c_str());
+  LogPrint(0, "after open");
+  return 0;
+}
+
+// A log folder of the test's own, so that the other test programs' log is never rotated.
 class LogRotationTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -124,7 +126,8 @@ class LogRotationTest : public ::testing::Test {
   // The stream goes first: a file it holds can be neither deleted nor replaced.
   void removeFiles() {
     g_logStream.close();
-    for (const char* name : {"zarncamvcam.log", "zarncamvcam.old.log", "timer.log", "blocked.log"})
+    for (const char* name :
+         {"zarncamvcam.log", "zarncamvcam.old.log", "timer.log", "blocked.log", "witness"})
       DeleteFileA((m_folder + name).c_str());
   }
   HANDLE event(const char* name) { return namedEvent(m_prefix + name); }
@@ -137,6 +140,25 @@ class LogRotationTest : public ::testing::Test {
 using LogStreamTest = LogRotationTest;
 
 }  // namespace
+
+TEST(LogPrint, DebugMarkerLowersTheThresholdOnlyOnceTheLogIsOpen) {
+  const std::string path = userLogFolder() + "zarncamvcam.log";
+  // Other test programs log into the same file meanwhile.
+  const uint64_t from = fileSizeOf(path);
+  ChildProcess child = ChildProcess::startRole("marked");
+  std::optional<DWORD> exitCode = child.wait(20000);
+  DeleteFileW((fromAnsi(userLogFolder()) + L"debug").c_str());
+  ASSERT_EQ(exitCode, 0u);
+  // What follows the pid on the lines that LogPrint queued, as against the stream's own lines.
+  const std::string pid = std::to_string(child.pid());
+  const std::regex queued(kLogStampPattern + (R"( TID=\d+ PID=)" + pid) + " (.*)");
+  std::vector<std::string> messages;
+  for (const std::string& line : readLines(path, from)) {
+    std::smatch match;
+    if (std::regex_match(line, match, queued)) messages.push_back(match[1]);
+  }
+  EXPECT_EQ(messages, (std::vector<std::string>{"info  - opens", "debug - after open"}));
+}
 
 TEST_F(LogRotationTest, TimerMovesTheLogAsideOnlyAboveTwentyMebibytesAndEmptiesItIfItCannot) {
   enum Held { kNone, kLog, kOldLog };
@@ -155,37 +177,35 @@ TEST_F(LogRotationTest, TimerMovesTheLogAsideOnlyAboveTwentyMebibytesAndEmptiesI
                {"log held by another host", 20971521, false, kLog, kRotated},
                {"old log held by another host", 20971521, true, kOldLog, kEmptied}};
   const std::string direct = " PID=" + std::to_string(GetCurrentProcessId()) + " info  - ";
+  const std::string witness = m_folder + "witness";
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     removeFiles();
     if (c.logSize) makeFile(g_logPath, *c.logSize);
+    // A second name for the log: after a move it names the old log, after a copy the emptied one.
+    CreateHardLinkA(witness.c_str(), g_logPath.c_str(), nullptr);
     if (c.oldLogPresent) makeFile(g_logOldPath, 10);
     // The timer's own line goes to a file apart, so the log keeps the size it was given.
     g_logStream.open(fromAnsi(m_folder + "timer.log"));
     // Share modes hold per handle, so a second stream of this process stands for another host.
     LogStream otherHost;
     if (c.held != kNone) otherHost.open(fromAnsi(c.held == kLog ? g_logPath : g_logOldPath));
-    const uint64_t logId = fileIdOf(g_logPath);
 
     LogLimiterTimerProc();
 
-    std::vector<std::string> timerLines = readLines(m_folder + "timer.log");
-    ASSERT_EQ(timerLines.size(), 1u);
-    EXPECT_EQ(timerLines[0].substr(24), direct + "Timer!!!!" + g_logPath + "  " + g_logOldPath +
-                                            "Size:" + std::to_string(c.logSize.value_or(0)));
+    EXPECT_EQ(readLines(m_folder + "timer.log").size(), 1u);
     std::vector<std::string> logLines = readLines(g_logPath);
     std::string onlyLine = logLines.size() == 1 ? logLines[0] : "";
     switch (c.outcome) {
       case kUntouched:
-        EXPECT_EQ(GetFileAttributesA(g_logPath.c_str()) != INVALID_FILE_ATTRIBUTES, c.logSize.has_value());
         EXPECT_EQ(fileSizeOf(g_logPath), static_cast<uint64_t>(c.logSize.value_or(0)));
         EXPECT_EQ(fileSizeOf(g_logOldPath), 0u);
         break;
       case kRotated:
         EXPECT_EQ(fileSizeOf(g_logOldPath), static_cast<uint64_t>(*c.logSize));
-        // A move, where nothing holds the log: copying 20 MiB would stall every host's next line.
+        // A move where nothing holds the log: copying 20 MiB would stall every host's next line.
         if (c.held == kNone) {
-          EXPECT_EQ(fileIdOf(g_logOldPath), logId);
+          EXPECT_EQ(fileSizeOf(witness), static_cast<uint64_t>(*c.logSize));
         }
         EXPECT_TRUE(std::regex_match(
             onlyLine, std::regex(kLogStampPattern + 1 + direct + "log rotated: " + (kLogStampPattern + 1))));
@@ -250,11 +270,9 @@ TEST_F(LogStreamTest, HostStuckHoldingTheAppendLockCostsOthersOneBoundedWaitAndI
 
   const std::vector<std::string> lines = readLines(m_folder + "blocked.log");
   ASSERT_EQ(lines.size(), 2u);
-  std::ifstream raw(m_folder + "blocked.log", std::ios::binary);
-  const std::string bytes{std::istreambuf_iterator<char>(raw), {}};
+  const std::string bytes = zarn::test::readFileBytes(fromAnsi(m_folder + "blocked.log"));
   // Windows line ends, which the reader above strips.
   EXPECT_EQ(bytes.substr(bytes.size() - 7), "after\r\n");
   EXPECT_TRUE(std::regex_match(lines[0], std::regex(kLogStampPattern + (" PID=" + std::to_string(writer.pid())) +
                                                         " info  - log lines dropped while another process held the log: 3")));
-  EXPECT_EQ(lines[1], "after");
 }
