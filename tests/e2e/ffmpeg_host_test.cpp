@@ -5,6 +5,7 @@
 #include <windows.h>
 #include <dshow.h>
 #include <qedit.h>
+#include <tlhelp32.h>
 #include <wrl/client.h>
 
 #include <algorithm>
@@ -29,6 +30,7 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
+// The ffmpeg npm package, which scripts/setup.sh installs.
 const wchar_t kFfmpeg[] =
     L"" ZARN_REPO_ROOT "\\node_modules\\@ffmpeg-installer\\win32-x64\\ffmpeg.exe";
 const wchar_t kCameraInput[] = L" -f dshow -i \"video=ZarnCam Pro\"";
@@ -62,6 +64,17 @@ const DWORD kHostTimeoutMs = 60000;
   return ::testing::AssertionSuccess();
 }
 
+// Whether any process runs the program file `name`.
+bool programRuns(const wchar_t* name) {
+  HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+  PROCESSENTRY32W entry = {};
+  entry.dwSize = sizeof(entry);
+  BOOL more = Process32FirstW(snapshot, &entry);
+  while (more && _wcsicmp(entry.szExeFile, name) != 0) more = Process32NextW(snapshot, &entry);
+  CloseHandle(snapshot);
+  return more;
+}
+
 // The camera installed as on a user's machine: the module in <root>\bin, the application one
 // folder up, where the camera looks for it.
 InstallLayout& installation() {
@@ -88,12 +101,6 @@ struct SampleSignal : ISampleGrabberCB {
 class FfmpegHostTest : public RegisteredCameraTest {
  protected:
   using RegisteredCameraTest::RegisteredCameraTest;
-
-  void SetUp() override {
-    RegisteredCameraTest::SetUp();
-    ASSERT_NE(GetFileAttributesW(kFfmpeg), INVALID_FILE_ATTRIBUTES)
-        << "ffmpeg.exe is missing; scripts/setup.sh installs it into node_modules";
-  }
 
   // Runs `program` to its end, its output in m_output; its exit code, or -1 if it was stopped.
   int runToEnd(const std::wstring& program, const std::wstring& arguments) {
@@ -255,7 +262,6 @@ TEST_F(FfmpegHostTest, BuilderGraphsHaveFramesInEveryRunAndStopEachTime) {
   startMixer();
   for (const std::wstring streams : {L"capture", L"preview", L"both"}) {
     SCOPED_TRACE(std::string(streams.begin(), streams.end()));
-    // 0: frames in every stream of both runs, and each stop returned.
     EXPECT_EQ(runToEnd(executableFolder() + L"zarncam-probe.exe",
                        L"--builder " + streams + L" --runs 2 --frames 10 --size 640x480 --format rgb24"),
               0)
@@ -269,7 +275,7 @@ class InstalledCameraTest : public FfmpegHostTest {
  protected:
   InstalledCameraTest() : FfmpegHostTest(installation().module()) {}
   void SetUp() override {
-    FfmpegHostTest::SetUp();
+    RegisteredCameraTest::SetUp();
     DeleteFileW(installation().log().c_str());
   }
 };
@@ -283,7 +289,8 @@ TEST_F(InstalledCameraTest, WithoutAMixerTheHostGetsTheStoredPictureAndTheApplic
       EXPECT_LT(frame(i)[at * 4 + 2], 128) << "frame " << i;
     }
   }
-  Sleep(1000);
+  // The host has ended, so every application it started has written its line once none runs.
+  ASSERT_TRUE(waitUntil(20000, [] { return !programRuns(L"zarncam pro.exe"); }));
   const std::string launches = installation().waitForLog(1);
   EXPECT_EQ(std::count(launches.begin(), launches.end(), '\n'), 1) << launches;
 }

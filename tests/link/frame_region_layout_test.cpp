@@ -9,12 +9,6 @@
 
 namespace {
 
-FrameCipher recordCipher() {
-  const uint32_t zeroChain[2] = {0, 0};
-  return FrameCipher(reinterpret_cast<const uint8_t*>(g_frameCipherKey.data()),
-                     g_frameCipherKey.size(), zeroChain);
-}
-
 CaptureFrameRecord sampleRecord() {
   CaptureFrameRecord record;
   record.width = 640;
@@ -58,7 +52,9 @@ TEST(FrameRegionLayout, SealedRecordIsAFrameOnlyWithinItsBoundsAndWithBothSides)
       {0, 480, 96, 4096, false, nullptr},
       {640, 0, 96, 4096, false, nullptr},
   };
-  const FrameCipher cipher = recordCipher();
+  const uint32_t zeroChain[2] = {0, 0};
+  const FrameCipher cipher(reinterpret_cast<const uint8_t*>(g_frameCipherKey.data()),
+                           g_frameCipherKey.size(), zeroChain);
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.width << "x" << c.height << " length " << c.length
                                     << " region " << c.regionSize);
