@@ -32,12 +32,6 @@ struct InputReader {
   size_t at = 0;
 };
 
-// The negotiated sample size, by the rule of the format catalogue.
-uint64_t sampleBytes(int32_t width, int32_t height, int32_t bitCount) {
-  const uint64_t pixels = uint64_t(width) * uint64_t(height);
-  return bitCount == 12 ? pixels * 3 / 2 : pixels * uint64_t(bitCount) / 8;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -65,7 +59,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   const uint64_t sourceBytes = scaleFrameSourceBytes(srcWidth, srcHeight, bitCount);
   std::unique_ptr<uint8_t[]> source(new uint8_t[sourceBytes ? sourceBytes : 1]);
-  std::unique_ptr<uint8_t[]> sample(new uint8_t[sampleBytes(width, height, bitCount)]);
+  // The negotiated sample size, by the rule of the format catalogue.
+  std::unique_ptr<uint8_t[]> sample(new uint8_t[uint64_t(width) * uint64_t(height) * bitCount / 8]);
   FrameBuffer scratch;
   ScaleFrame(source.get(), srcWidth, srcHeight, sample.get(), dstWidth, dstHeight, bitCount,
              fitMode, scratch, flip, fourcc);
