@@ -1,13 +1,14 @@
-// ffmpeg as a real host: it finds the registered camera, lists its formats, and captures the
-// reference mixer's pattern right way up with frame counters that move on.
+// Real hosts of the registered camera: ffmpeg finds it, lists its formats, and captures the
+// reference mixer's pattern right way up with frame counters that move on; a host that lets go
+// of the camera can unload the module.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <dshow.h>
 #include <qedit.h>
+#include <tlhelp32.h>
 #include <wrl/client.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
@@ -29,16 +30,11 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
+// The ffmpeg npm package, which scripts/setup.sh installs.
 const wchar_t kFfmpeg[] =
     L"" ZARN_REPO_ROOT "\\node_modules\\@ffmpeg-installer\\win32-x64\\ffmpeg.exe";
 const wchar_t kCameraInput[] = L" -f dshow -i \"video=ZarnCam Pro\"";
 const DWORD kHostTimeoutMs = 60000;
-
-bool closeTo(const uint8_t* pixel, TestPatternColour colour, int tolerance) {
-  return std::abs(pixel[0] - colour.blue) <= tolerance &&
-         std::abs(pixel[1] - colour.green) <= tolerance &&
-         std::abs(pixel[2] - colour.red) <= tolerance;
-}
 
 // Success when each quadrant of the body mostly shows its own colour, each channel within
 // `tolerance`: a picture upside down or mirrored fails, the moving bar does not.
@@ -54,7 +50,10 @@ bool closeTo(const uint8_t* pixel, TestPatternColour colour, int tolerance) {
     const int y = rows[q / 2], first = q % 2 * half;
     int matching = 0;
     for (int x = first; x < first + half; ++x) {
-      matching += closeTo(frame + (y * width + x) * 4, colours[q], tolerance);
+      const uint8_t* pixel = frame + (y * width + x) * 4;
+      matching += std::abs(pixel[0] - colours[q].blue) <= tolerance &&
+                  std::abs(pixel[1] - colours[q].green) <= tolerance &&
+                  std::abs(pixel[2] - colours[q].red) <= tolerance;
     }
     // The grey bar covers a sixteenth of a quadrant at most.
     if (matching * 10 < half * 8) {
@@ -65,6 +64,17 @@ bool closeTo(const uint8_t* pixel, TestPatternColour colour, int tolerance) {
   return ::testing::AssertionSuccess();
 }
 
+// Whether any process runs the program file `name`.
+bool programRuns(const wchar_t* name) {
+  HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+  PROCESSENTRY32W entry = {};
+  entry.dwSize = sizeof(entry);
+  BOOL more = Process32FirstW(snapshot, &entry);
+  while (more && _wcsicmp(entry.szExeFile, name) != 0) more = Process32NextW(snapshot, &entry);
+  CloseHandle(snapshot);
+  return more;
+}
+
 // The camera installed as on a user's machine: the module in <root>\bin, the application one
 // folder up, where the camera looks for it.
 InstallLayout& installation() {
@@ -72,9 +82,9 @@ InstallLayout& installation() {
   return installed;
 }
 
-// Sets an event at the second sample that it sees.
-struct SecondSample : ISampleGrabberCB {
-  ~SecondSample() { CloseHandle(event); }
+// Sets its auto-reset event at each sample that it sees.
+struct SampleSignal : ISampleGrabberCB {
+  ~SampleSignal() { CloseHandle(event); }
   STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override {
     *ppv = riid == IID_IUnknown || riid == IID_ISampleGrabberCB ? this : nullptr;
     return *ppv ? S_OK : E_NOINTERFACE;
@@ -82,25 +92,15 @@ struct SecondSample : ISampleGrabberCB {
   // Outlives the graph that calls it.
   STDMETHODIMP_(ULONG) AddRef() override { return 2; }
   STDMETHODIMP_(ULONG) Release() override { return 1; }
-  STDMETHODIMP SampleCB(double, IMediaSample*) override {
-    if (++samples == 2) SetEvent(event);
-    return S_OK;
-  }
+  STDMETHODIMP SampleCB(double, IMediaSample*) override { return SetEvent(event) ? S_OK : E_FAIL; }
   STDMETHODIMP BufferCB(double, BYTE*, LONG) override { return S_OK; }
 
-  const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  std::atomic<int> samples{0};
+  const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
 };
 
 class FfmpegHostTest : public RegisteredCameraTest {
  protected:
   using RegisteredCameraTest::RegisteredCameraTest;
-
-  void SetUp() override {
-    RegisteredCameraTest::SetUp();
-    ASSERT_NE(GetFileAttributesW(kFfmpeg), INVALID_FILE_ATTRIBUTES)
-        << "ffmpeg.exe is missing; scripts/setup.sh installs it into node_modules";
-  }
 
   // Runs `program` to its end, its output in m_output; its exit code, or -1 if it was stopped.
   int runToEnd(const std::wstring& program, const std::wstring& arguments) {
@@ -219,7 +219,7 @@ TEST_F(FfmpegHostTest, CapturesPatternUprightWithAdvancingCountersInEveryLayout)
 // back for good: its stream's last wait for a frame does not take the claim again.
 TEST_F(FfmpegHostTest, HostThatStopsAndStaysAliveLeavesTheCameraToTheNext) {
   // This process as the host, with no mixer: camera, sample grabber and null renderer.
-  SecondSample samples;
+  SampleSignal samples;
   ComPtr<IGraphBuilder> graph;
   ComPtr<ICaptureGraphBuilder2> builder;
   ComPtr<IBaseFilter> filters[3];
@@ -244,7 +244,9 @@ TEST_F(FfmpegHostTest, HostThatStopsAndStaysAliveLeavesTheCameraToTheNext) {
                                   filters[2].Get()), S_OK);
   ASSERT_TRUE(SUCCEEDED(control->Run()));
   // From the second sample on, the worker spends nearly all its time waiting for a frame.
-  ASSERT_EQ(WaitForSingleObject(samples.event, 10000), WAIT_OBJECT_0);
+  for (int sample = 0; sample < 2; ++sample) {
+    ASSERT_EQ(WaitForSingleObject(samples.event, 10000), WAIT_OBJECT_0);
+  }
   // The camera first: the graph stops its renderers first, after which how long the camera's own
   // stop is on its way is a matter of luck.
   EXPECT_EQ(filters[0]->Stop(), S_OK);
@@ -260,7 +262,6 @@ TEST_F(FfmpegHostTest, BuilderGraphsHaveFramesInEveryRunAndStopEachTime) {
   startMixer();
   for (const std::wstring streams : {L"capture", L"preview", L"both"}) {
     SCOPED_TRACE(std::string(streams.begin(), streams.end()));
-    // 0: frames in every stream of both runs, and each stop returned.
     EXPECT_EQ(runToEnd(executableFolder() + L"zarncam-probe.exe",
                        L"--builder " + streams + L" --runs 2 --frames 10 --size 640x480 --format rgb24"),
               0)
@@ -274,7 +275,7 @@ class InstalledCameraTest : public FfmpegHostTest {
  protected:
   InstalledCameraTest() : FfmpegHostTest(installation().module()) {}
   void SetUp() override {
-    FfmpegHostTest::SetUp();
+    RegisteredCameraTest::SetUp();
     DeleteFileW(installation().log().c_str());
   }
 };
@@ -288,7 +289,8 @@ TEST_F(InstalledCameraTest, WithoutAMixerTheHostGetsTheStoredPictureAndTheApplic
       EXPECT_LT(frame(i)[at * 4 + 2], 128) << "frame " << i;
     }
   }
-  Sleep(1000);
+  // The host has ended, so every application it started has written its line once none runs.
+  ASSERT_TRUE(waitUntil(20000, [] { return !programRuns(L"zarncam pro.exe"); }));
   const std::string launches = installation().waitForLog(1);
   EXPECT_EQ(std::count(launches.begin(), launches.end(), '\n'), 1) << launches;
 }
@@ -315,6 +317,42 @@ TEST_F(InstalledCameraTest, SecondHostIsRefusedAndTheApplicationNamesTheHolderUn
   first.kill();
   EXPECT_EQ(holder(), first.pid());
   EXPECT_TRUE(captured(640, 480, L"bgr24", 5));
+}
+
+// Exit codes: 0 unloaded, 1 still loaded, 2 to 4 the camera could not be used.
+ZARN_CHILD_ROLE(host_that_lets_go) {
+  const wchar_t kModuleName[] = L"ZarnVirtualCam.ax";
+  CoInitialize(nullptr);
+  IBaseFilter* filter = nullptr;
+  if (FAILED(CoCreateInstance(CLSID_ZarnVirtualCam, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&filter)))) return 2;
+  IAMStreamConfig* config = nullptr;
+  AM_MEDIA_TYPE* type = nullptr;
+  // A format call logs, which starts the log's thread.
+  HRESULT hr = filter->QueryInterface(IID_PPV_ARGS(&config));
+  if (SUCCEEDED(hr)) hr = config->GetFormat(&type);
+  if (SUCCEEDED(hr)) hr = config->SetFormat(type);
+  if (type) {
+    CoTaskMemFree(type->pbFormat);
+    CoTaskMemFree(type);
+  }
+  if (config) config->Release();
+  filter->Release();
+  if (FAILED(hr)) return 3;
+  if (!GetModuleHandleW(kModuleName)) return 4;
+  CoFreeUnusedLibrariesEx(0, 0);
+  CoFreeUnusedLibrariesEx(0, 0);
+  const bool loaded = GetModuleHandleW(kModuleName) != nullptr;
+  CoUninitialize();
+  return loaded ? 1 : 0;
+}
+
+// Nothing of the module's may keep it loaded once a host has let go, and nothing may run in it
+// afterwards.
+using ModuleUnload = RegisteredCameraTest;
+
+TEST_F(ModuleUnload, HostThatReleasedEverythingUnloadsTheModule) {
+  ChildProcess host = ChildProcess::startRole("host_that_lets_go");
+  EXPECT_EQ(host.wait(60000), std::optional<DWORD>(0));
 }
 
 }  // namespace

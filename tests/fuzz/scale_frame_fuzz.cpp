@@ -13,13 +13,10 @@ namespace {
 constexpr uint32_t kLargestSide = 4096;
 
 // Takes bytes from the front of the input; zeros once it runs out.
-class InputReader {
- public:
-  InputReader(const uint8_t* data, size_t size) : m_data(data), m_size(size) {}
-
+struct InputReader {
   uint32_t take(int bytes) {
     uint32_t value = 0;
-    for (int i = 0; i < bytes; ++i) value = value << 8 | (m_at < m_size ? m_data[m_at++] : 0);
+    for (int i = 0; i < bytes; ++i) value = value << 8 | (at < size ? data[at++] : 0);
     return value;
   }
 
@@ -30,22 +27,15 @@ class InputReader {
     return int32_t(1 + take(2) % limit);
   }
 
- private:
-  const uint8_t* m_data;
-  size_t m_size;
-  size_t m_at = 0;
+  const uint8_t* data;
+  size_t size;
+  size_t at = 0;
 };
-
-// The negotiated sample size, by the rule of the format catalogue.
-uint64_t sampleBytes(int32_t width, int32_t height, int32_t bitCount) {
-  const uint64_t pixels = uint64_t(width) * uint64_t(height);
-  return bitCount == 12 ? pixels * 3 / 2 : pixels * uint64_t(bitCount) / 8;
-}
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  InputReader input(data, size);
+  InputReader input{data, size};
   static const int32_t kBitCounts[] = {32, 24, 12, 16};
   static const uint32_t kFourccs[] = {kTagI420, kTagNV12, kTagRGBA, kTagYV12};
   const uint32_t options = input.take(1);
@@ -69,7 +59,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   const uint64_t sourceBytes = scaleFrameSourceBytes(srcWidth, srcHeight, bitCount);
   std::unique_ptr<uint8_t[]> source(new uint8_t[sourceBytes ? sourceBytes : 1]);
-  std::unique_ptr<uint8_t[]> sample(new uint8_t[sampleBytes(width, height, bitCount)]);
+  // The negotiated sample size, by the rule of the format catalogue.
+  std::unique_ptr<uint8_t[]> sample(new uint8_t[uint64_t(width) * uint64_t(height) * bitCount / 8]);
   FrameBuffer scratch;
   ScaleFrame(source.get(), srcWidth, srcHeight, sample.get(), dstWidth, dstHeight, bitCount,
              fitMode, scratch, flip, fourcc);

@@ -5,7 +5,6 @@
 
 #include <fstream>
 
-#include "host/paths.h"
 #include "tests/support/child_process.h"
 
 using Rows = std::vector<std::string>;
@@ -45,9 +44,4 @@ TEST(HostLists, DefaultListsMatchTheHostByPathOrByExactFileName) {
     EXPECT_EQ(child.wait(20000), c.lists);
     DeleteFileW(copy.c_str());
   }
-}
-
-TEST(Paths, JoinPutsExactlyOneBackslashAtTheSeam) {
-  EXPECT_EQ(joinPath(L"C:\\a\\\\", L"\\zarncam pro.exe"), L"C:\\a\\zarncam pro.exe");
-  EXPECT_EQ(joinPath(L"C:\\a", L"b"), L"C:\\a\\b");
 }

@@ -7,14 +7,12 @@
 #include "host/mixer_launch.h"
 #include "host/platform.h"
 #include "host/url_encode.h"
-#include "tests/support/child_process.h"
 #include "tests/support/install_layout.h"
 
 using zarn::test::InstallLayout;
 using zarn::test::Layout;
 
 namespace {
-
 
 // The paths and parameters here are ASCII.
 std::string narrow(const std::wstring& text) { return std::string(text.begin(), text.end()); }
@@ -33,21 +31,12 @@ class LoggingPlatform : public Platform {
   uint32_t milliseconds() override { return 0; }
 };
 
-// Runs one launch operation in the installed copy; true if it ran to the end.
-bool runInstalled(const InstallLayout& install, const std::wstring& operation, uint32_t holderPid,
-                  bool realLaunch) {
-  return install.start(L"--child launch " + operation + L" " + std::to_wstring(holderPid) +
-                       (realLaunch ? L" real" : L" logged"))
-             .wait(20000) == std::optional<DWORD>(0);
-}
-
 }  // namespace
 
-// args: boot|tips, holder pid, real|logged.
+// args: boot|tips, holder pid.
 ZARN_CHILD_ROLE(launch) {
   LoggingPlatform logging;
-  if (args.size() != 3) return 2;
-  if (args[2] == "logged") setPlatform(&logging);
+  setPlatform(&logging);
   if (args[0] == "boot") {
     BootZarnVcamProc();
   } else {
@@ -78,21 +67,9 @@ TEST(MixerLaunch, BootAndNoticeFindTheApplicationWhereEachLooks) {
     SCOPED_TRACE(testing::Message() << c.operation << (c.layout == Layout::ApplicationBeside ? " beside" : " one up"));
     InstallLayout install(c.layout);
     ASSERT_TRUE(install.copied);
-    ASSERT_TRUE(runInstalled(install, c.operation, 999996, false));
+    const std::wstring arguments = L"--child launch " + std::wstring(c.operation) + L" 999996";
+    ASSERT_EQ(install.start(arguments).wait(20000), std::optional<DWORD>(0));
     EXPECT_EQ(install.waitForLog(c.parameters ? 1 : 0),
               c.parameters ? narrow(install.application()) + "|" + c.parameters + "\n" : "");
   }
-}
-
-TEST(MixerLaunch, RealApplicationReceivesTheQuotedAddressOfALiveHolder) {
-  InstallLayout install(Layout::ApplicationOneUp);
-  ASSERT_TRUE(install.copied);
-  // The holder is this test program, alive while its installed copy forms the notice.
-  ASSERT_TRUE(runInstalled(install, L"tips", GetCurrentProcessId(), true));
-  const std::string line = install.waitForLog(1);
-  const size_t parentName = line.find("&parentName=") + 12;
-  EXPECT_EQ(line.substr(0, parentName) + line.substr(line.find("&pid=")),
-            "\"" + narrow(install.application()) +
-                "\" \"zarncampro://VirtualCamBeUsed/name=mixer%5Flaunch%5Ftest.exe&parentName=&pid=" +
-                std::to_string(GetCurrentProcessId()) + "\"\n");
 }

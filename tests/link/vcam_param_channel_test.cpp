@@ -61,6 +61,25 @@ TEST(VCamParamChannel, UpdateWritesBigEndianFieldsClaimsAndSignals) {
   EXPECT_EQ(channel.readFilterVersion(), 4);
 }
 
+// A name held by another kind of object can be neither opened nor created as a mapping, as
+// when an elevated mixer's region refuses this user: hosts connect, and nothing else happens.
+TEST(VCamParamChannel, RegionThatCannotBeMappedIsNoChannel) {
+  ASSERT_TRUE(regionGone(kParamMappingName));
+  HANDLE squatter = CreateEventW(nullptr, TRUE, FALSE, kParamMappingName);
+  ASSERT_NE(squatter, nullptr);
+  VCamParamChannel channel;
+  channel.openOrCreate(1280, 720, 25, 0);
+  ResetEvent(channel.getParamEvent());
+  EXPECT_FALSE(publishVideoOutParam(channel, 640, 480, 333333, 0x30323449));
+  channel.setOpeningProcessId(GetCurrentProcessId());
+  EXPECT_EQ(channel.getOpeningProcessId(), 0u);
+  EXPECT_EQ(channel.readFilterVersion(), 0);
+  EXPECT_EQ(WaitForSingleObject(channel.getParamEvent(), 0), DWORD(WAIT_TIMEOUT));
+  channel.setEnableVCamConnect(false);
+  EXPECT_TRUE(channel.isEnableVCamConnect());
+  CloseHandle(squatter);
+}
+
 TEST(VCamParamChannel, OnlyExactlyOneLetsHostsConnect) {
   VCamParamChannel channel;
   channel.openOrCreate(1280, 720, 25, 0);

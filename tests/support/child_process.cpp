@@ -128,9 +128,6 @@ void ChildProcess::close() {
     CloseHandle(m_process);
   }
   if (!m_outputPath.empty()) DeleteFileW(m_outputPath.c_str());
-  m_process = nullptr;
-  m_pid = 0;
-  m_outputPath.clear();
 }
 
 }  // namespace zarn::test

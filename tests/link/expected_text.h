@@ -1,6 +1,9 @@
 #pragma once
-// Byte strings written as hexadecimal text, for wire formats pinned to literal bytes.
+// Results compared as text: byte strings in hexadecimal, for wire formats pinned to literal
+// bytes, and the message of what a call throws.
 #include <cstdint>
+#include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -15,4 +18,14 @@ inline std::string hexText(const std::vector<uint8_t>& data) {
   std::string out;
   for (uint8_t b : data) out += {digits[b >> 4], digits[b & 15]};
   return out;
+}
+
+// The message of what `run` throws; empty when it returns.
+inline std::string thrownMessage(const std::function<void()>& run) {
+  try {
+    run();
+  } catch (const std::exception& e) {
+    return e.what();
+  }
+  return "";
 }
