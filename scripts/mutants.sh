@@ -171,6 +171,9 @@ for i in "${selected[@]}"; do
 done
 
 [ $checkOnly -eq 1 ] && exit 0
+# The last mutant's executables are still in bin: build them back from the restored sources.
+rebuilt=$(for i in "${selected[@]}"; do targetsOf "${tests[$i]}"; done | tr ' ' '\n' | sort -u | xargs)
+[ -n "$rebuilt" ] && cmake --build "$build" -j "$jobs" --target $rebuilt >"$logs/rebuild.log" 2>&1
 total=$((killed + survived))
 echo "score: $killed of $total killed, $survived survived, $stale stale"
 [ $survived -gt 0 ] && echo "survivors: ${survivors[*]}"
