@@ -324,7 +324,9 @@ ZARN_CHILD_ROLE(host_that_lets_go) {
   const wchar_t kModuleName[] = L"ZarnVirtualCam.ax";
   CoInitialize(nullptr);
   IBaseFilter* filter = nullptr;
-  if (FAILED(CoCreateInstance(CLSID_ZarnVirtualCam, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&filter)))) return 2;
+  const HRESULT created =
+      CoCreateInstance(CLSID_ZarnVirtualCam, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&filter));
+  if (FAILED(created)) return 2;
   IAMStreamConfig* config = nullptr;
   AM_MEDIA_TYPE* type = nullptr;
   // A format call logs, which starts the log's thread.
