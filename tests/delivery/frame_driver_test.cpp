@@ -5,10 +5,10 @@
 #include <stdexcept>
 #include <string>
 
-#include "tests/delivery/log_lines.h"
 #include "tests/delivery/pin_beside_filter.h"
 #include "tests/support/child_process.h"
 #include "tests/support/fake_clock.h"
+#include "tests/support/log_files.h"
 
 using zarn::test::ChildProcess;
 

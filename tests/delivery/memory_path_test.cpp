@@ -9,10 +9,10 @@
 #include "link/byte_order.h"
 #include "tests/delivery/frame_writer.h"
 #include "tests/delivery/guarded_sample.h"
-#include "tests/delivery/log_lines.h"
 #include "tests/delivery/pin_beside_filter.h"
 #include "tests/support/child_process.h"
 #include "tests/support/fake_clock.h"
+#include "tests/support/log_files.h"
 
 using zarn::test::ChildProcess;
 

@@ -142,7 +142,7 @@ using LogStreamTest = LogRotationTest;
 }  // namespace
 
 TEST(LogPrint, DebugMarkerLowersTheThresholdOnlyOnceTheLogIsOpen) {
-  const std::string path = userLogFolder() + "zarncamvcam.log";
+  const std::string path = cameraLog();
   // Other test programs log into the same file meanwhile.
   const uint64_t from = fileSizeOf(path);
   ChildProcess child = ChildProcess::startRole("marked");

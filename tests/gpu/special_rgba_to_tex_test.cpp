@@ -7,9 +7,9 @@
 #include "diag/log_line_queue.h"
 #include "gpu/special_common.h"
 #include "tests/delivery/guarded_buffer.h"
-#include "tests/delivery/log_lines.h"
 #include "tests/gpu/texture_readback.h"
 #include "tests/support/fake_clock.h"
+#include "tests/support/log_files.h"
 
 namespace {
 

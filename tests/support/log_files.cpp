@@ -3,7 +3,6 @@
 #include <windows.h>
 #include <shlobj.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -34,10 +33,15 @@ std::vector<std::string> readLines(const std::string& path, uint64_t from) {
   return lines;
 }
 
-std::vector<std::string> linesOfPid(const std::vector<std::string>& lines, uint32_t pid) {
-  const std::string field = " PID=" + std::to_string(pid) + " ";
-  std::vector<std::string> own;
-  std::copy_if(lines.begin(), lines.end(), std::back_inserter(own),
-               [&](const std::string& line) { return line.find(field) != std::string::npos; });
-  return own;
+std::string cameraLog() { return userLogFolder() + "zarncamvcam.log"; }
+
+std::vector<std::string> linesContaining(uint64_t from, const std::string& text) {
+  const std::string field = " PID=" + std::to_string(GetCurrentProcessId()) + " ";
+  std::vector<std::string> found;
+  for (const std::string& line : readLines(cameraLog(), from)) {
+    if (line.find(field) != std::string::npos && line.find(text) != std::string::npos) {
+      found.push_back(line);
+    }
+  }
+  return found;
 }

@@ -13,5 +13,8 @@ std::string userLogFolder();
 uint64_t fileSizeOf(const std::string& path);
 // Lines from byte `from` on, without their line ends.
 std::vector<std::string> readLines(const std::string& path, uint64_t from = 0);
-// The lines that process `pid` wrote, queued or straight to the stream.
-std::vector<std::string> linesOfPid(const std::vector<std::string>& lines, uint32_t pid);
+// The camera's log, which every test program in this prefix shares.
+std::string cameraLog();
+// This process's lines of the camera's log from byte `from` on that hold `text`, queued or
+// written straight to the stream.
+std::vector<std::string> linesContaining(uint64_t from, const std::string& text);
