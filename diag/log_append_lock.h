@@ -3,10 +3,13 @@
 // and then writing there, which two processes can interleave.
 #include <windows.h>
 
+#include <string>
+
 class LogAppendLock {
  public:
-  // Opens or creates the session-wide named mutex.
-  LogAppendLock();
+  // Opens or creates the session-wide named mutex of the log file at `path`: writers of other
+  // files never wait for this one.
+  explicit LogAppendLock(const std::wstring& path);
   ~LogAppendLock();
   LogAppendLock(const LogAppendLock&) = delete;
   LogAppendLock& operator=(const LogAppendLock&) = delete;

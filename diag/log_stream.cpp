@@ -57,7 +57,7 @@ bool SharedFileBuf::openLocked(const std::wstring& path) {
   // Append-only access makes each write land at the end, whoever else appends meanwhile.
   m_file = openShared(path, FILE_APPEND_DATA, OPEN_ALWAYS);
   if (m_file == INVALID_HANDLE_VALUE) return false;
-  if (!m_appendLock) m_appendLock = std::make_unique<LogAppendLock>();
+  if (!m_appendLock) m_appendLock = std::make_unique<LogAppendLock>(path);
   return true;
 }
 
@@ -83,7 +83,7 @@ bool SharedFileBuf::rotate(const std::wstring& path, const std::wstring& oldPath
     CloseHandle(m_file);
     m_file = INVALID_HANDLE_VALUE;
   }
-  if (!m_appendLock) m_appendLock = std::make_unique<LogAppendLock>();
+  if (!m_appendLock) m_appendLock = std::make_unique<LogAppendLock>(path);
   // Rotated even when another process keeps the lock: the log must stay bounded.
   const bool locked = m_appendLock->acquire(kRotateWaitMs);
   DeleteFileW(oldPath.c_str());

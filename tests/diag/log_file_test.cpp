@@ -74,7 +74,7 @@ ZARN_CHILD_ROLE(numbered_writer) {
 
 // Holds the append lock as a host suspended in the middle of a write would, until killed.
 ZARN_CHILD_ROLE(stuck_holder) {
-  LogAppendLock lock;
+  LogAppendLock lock(fromAnsi(testFolder(args.at(0)) + "blocked.log"));
   lock.acquire(INFINITE);
   SetEvent(namedEvent("zarn_log_" + args.at(0) + "_held"));
   Sleep(kBoundMs);
