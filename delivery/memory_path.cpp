@@ -71,6 +71,7 @@ void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample* sample) {
       m_bFirstAttachDone = true;
     }
     CaptureFrameRecord record;
+    CaptureShareMemoryMgr::ReadHold readHold(*m_pCaptureShareMemory);
     uint8_t* pixels = readDeliverableFrame(record);
     // The writer is another process: a record that reaches past the region is no frame.
     const char* fault =

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tests/delivery/pin_beside_filter.h"
+#include "tests/link/link_test_support.h"
 #include "tests/support/child_process.h"
 #include "tests/support/fake_clock.h"
 #include "tests/support/log_files.h"
@@ -102,4 +103,30 @@ TEST_F(FrameDriver, CatchAllLineIsLimitedToOneAMinuteButTheNoticeIsNot) {
   stream->FillBuffer(nullptr);
   EXPECT_EQ(fakePlatform.notices.size(), 3u);
   EXPECT_EQ(linesContaining(logStart, "zarnmixer error! err=").size(), 2u);
+}
+
+// Names held by objects of another kind, as when an elevated mixer's objects refuse this user:
+// the stream keeps its beat without them, and takes them up once they can be had.
+TEST(RefusedObjects, StreamKeepsItsBeatWithoutRegionAndEventAndTakesThemUpLater) {
+  ASSERT_TRUE(regionGone(kParamMappingName));
+  HANDLE regionSquatter = CreateEventW(nullptr, TRUE, FALSE, kParamMappingName);
+  HANDLE eventSquatter = CreateMutexW(nullptr, FALSE, kFrameEventName);
+  ASSERT_TRUE(regionSquatter && eventSquatter);
+  FakeClock clock;
+  PinBesideFilter<ScriptedStream> pin{clock};
+  ScriptedStream* stream = pin.stream.get();
+  for (int beat = 0; beat < 2; ++beat) EXPECT_EQ(stream->FillBuffer(nullptr), S_OK);
+  EXPECT_EQ(stream->memoryCalls, 2);
+  EXPECT_EQ(stream->deviceOpeningProcessId(), 0u);
+
+  CloseHandle(regionSquatter);
+  CloseHandle(eventSquatter);
+  EXPECT_EQ(stream->FillBuffer(nullptr), S_OK);
+  EXPECT_EQ(stream->deviceOpeningProcessId(), GetCurrentProcessId());
+  // The mixer's signal now ends the wait, which a record left unclaimed shows.
+  stream->setDeviceOpeningProcessId(0);
+  ChildProcess signaller = ChildProcess::startRole("signal_frame_event");
+  ASSERT_EQ(signaller.wait(10000), 0u);
+  EXPECT_EQ(stream->FillBuffer(nullptr), S_OK);
+  EXPECT_EQ(stream->deviceOpeningProcessId(), 0u);
 }
