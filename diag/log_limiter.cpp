@@ -54,12 +54,13 @@ void startLocked(DWORD periodMs, void (*work)()) {
   // Released by the thread as it ends.
   GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&limiterThread), &self);
   g_stopEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  auto* thread = new LimiterThread{nullptr, periodMs, work};
-  DuplicateHandle(GetCurrentProcess(), g_stopEvent, GetCurrentProcess(), &thread->stop, 0, FALSE,
+  HANDLE threadStop = nullptr;
+  DuplicateHandle(GetCurrentProcess(), g_stopEvent, GetCurrentProcess(), &threadStop, 0, FALSE,
                   DUPLICATE_SAME_ACCESS);
+  auto* thread = new LimiterThread{threadStop, periodMs, work};
   g_thread = CreateThread(nullptr, 0, limiterThread, thread, 0, &g_threadId);
   if (!g_thread) {
-    CloseHandle(thread->stop);
+    CloseHandle(threadStop);
     delete thread;
     CloseHandle(g_stopEvent);
     g_stopEvent = nullptr;
