@@ -112,12 +112,16 @@ TEST(HeldMutexes, HungHolderCostsAStreamItsFramesButNeverItsBeat) {
   ASSERT_EQ(WaitForSingleObject(held, 10000), WAIT_OBJECT_0);
   CloseHandle(held);
   const DWORD start = GetTickCount();
+  const uint64_t logStart = fileSizeOf(cameraLog());
   FakeClock clock;
+  clock.now = 0x40000000;
   PinBesideFilter<> pin{clock};
   GuardedSample guarded{kWidth * kHeight * 4};
   for (int beat = 0; beat < 3; ++beat) EXPECT_EQ(pin.stream->FillBuffer(&guarded.sample), S_OK);
   EXPECT_LT(GetTickCount() - start, 10000u);
   EXPECT_NE(guarded.sample.IsSyncPoint(), S_OK);
+  // One line a minute for both mutexes.
+  EXPECT_EQ(linesContaining(logStart, "_Mutex held by another process").size(), 1u);
 
   holder.kill();
   pin.stream->FillBuffer(&guarded.sample);
