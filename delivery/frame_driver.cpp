@@ -19,7 +19,6 @@ const wchar_t kFrameEventName[] = L"ZARNCAM_INT_DEF_SINGLE_SYNFRAME_EVENT_201802
 const DWORD kFrameWaitMs = 200;
 const int kLoggedTimeouts = 20;
 const uint32_t kCatchAllLogIntervalMs = 60000;
-
 const uint32_t kLogIntervalMs = 60000;
 
 // One count and one throttle per load of the module, shared by all streams.

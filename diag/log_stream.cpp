@@ -171,11 +171,11 @@ void LogStream::close() {
 
 Rotation LogStream::rotate(const std::wstring& path, const std::wstring& oldPath,
                           int64_t rotateAbove) {
-  const Rotation moved = m_buf.rotate(path, oldPath, rotateAbove);
+  const Rotation result = m_buf.rotate(path, oldPath, rotateAbove);
   if (m_buf.isOpen()) {
     clear();
   } else {
     setstate(std::ios::failbit);
   }
-  return moved;
+  return result;
 }

@@ -3,6 +3,7 @@
 // it. Named objects are opened first and created only when that fails.
 #include <windows.h>
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -63,5 +64,6 @@ class SharedRegion {
   uint32_t m_regionSize = 0;
   uint8_t* m_view = nullptr;
   HANDLE m_mutexHandle = nullptr;
-  bool m_lockTimedOut = false;
+  // The host's thread and the stream's worker both lock the parameter region.
+  std::atomic<bool> m_lockTimedOut{false};
 };
