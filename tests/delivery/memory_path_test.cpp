@@ -101,9 +101,9 @@ TEST_F(MemoryPath, ExceptionWhileAFrameIsConvertedGivesTheMutexBack) {
   EXPECT_TRUE(frameMutexIsFree());
 }
 
-// A stream made and run while a hung process holds both mutexes returns from every call (an
-// unbounded wait would last until the holder ends itself), and has frames and its claim again
-// once the holder is gone.
+// A stream made, run and stopped while a hung process holds both mutexes returns from every call
+// (an unbounded wait would last until the holder ends itself), and has frames and its claim
+// again once the holder is gone.
 TEST(HeldMutexes, HungHolderCostsAStreamItsFramesButNeverItsBeat) {
   FrameWriter writer;
   writer.publish(frameRecord(64, 48, 1000));
@@ -118,6 +118,7 @@ TEST(HeldMutexes, HungHolderCostsAStreamItsFramesButNeverItsBeat) {
   PinBesideFilter<> pin{clock};
   GuardedSample guarded{kWidth * kHeight * 4};
   for (int beat = 0; beat < 3; ++beat) EXPECT_EQ(pin.stream->FillBuffer(&guarded.sample), S_OK);
+  EXPECT_EQ(pin.filter->Stop(), S_OK);
   EXPECT_LT(GetTickCount() - start, 10000u);
   EXPECT_NE(guarded.sample.IsSyncPoint(), S_OK);
   // One line a minute for both mutexes.
