@@ -23,6 +23,12 @@ class SharedTexHelper {
   SharedTexHelper(const SharedTexHelper&) = delete;
   SharedTexHelper& operator=(const SharedTexHelper&) = delete;
 
+  // Opens the texture behind shared handle `textureId`, on the device of `adapterIndex` or,
+  // failing that, of any adapter that can; false when none can. Its size is then known.
+  bool openTexture(uint32_t adapterIndex, uint32_t textureId);
+  uint32_t textureWidth() const { return m_width; }
+  uint32_t textureHeight() const { return m_height; }
+
   // Reads the texture behind shared handle `textureId` into `target` ("RGBA", "RGB3", "I420"
   // or "NV12", the texture's size), holding the texture's keyed mutex with `keyedMutexKey`
   // for the draw or copy. False when nothing was written.
