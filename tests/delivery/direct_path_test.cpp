@@ -105,6 +105,7 @@ TEST_F(DirectPath, WithoutAFrameTheStoredPictureGoesOutAtTheRequestedSizeAndTheR
   } cases[] = {{"no mixer at first", false, false, false},
                {"met a mixer first", true, false, false},
                {"memory path first, flip host", false, true, true}};
+  std::vector<uint8_t> planarOfPlainHost;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     PinBesideFilter<> own{clock};
@@ -152,6 +153,12 @@ TEST_F(DirectPath, WithoutAFrameTheStoredPictureGoesOutAtTheRequestedSizeAndTheR
     stream->deliver(&sample.sample);
     stream->LoadBackground(!c.flipHost);
     EXPECT_EQ(std::memcmp(sample.memory.data(), picture.plane[0], sample.memory.size()), 0);
+    // Planar frames are never turned over, so a flip host's planar picture is everyone's.
+    stream->request(1280, 720, 12, kTagI420);
+    stream->deliver(&sample.sample);
+    std::vector<uint8_t> planar(sample.memory.data(), sample.memory.data() + 1280 * 720 * 3 / 2);
+    if (planarOfPlainHost.empty()) planarOfPlainHost = planar;
+    EXPECT_TRUE(planar == planarOfPlainHost);
 
     stream->SetZarnCameraOutput(&told);
     stream->request(640, 360);
