@@ -47,11 +47,12 @@ bool CVCamStream::deliverTextureFrame(const CaptureFrameRecord& record, BYTE* sa
   const bool isFullRange = record.isFullRange != 0 || (rgb && !m_isLimitedRgbHost);
   m_pCaptureShareMemory->unLockReadBuffer();
 
-  // The texture's own size, not the record's: no record can grow the buffer past a real texture.
-  if (tag == 0 || !reader.openTexture(record.adapterIndex, record.textureId)) {
+  auto failed = [] {
     LogPrint(4, "CVCamStream::FillBuffer getFrameFromSharedTex failed");
     return false;
-  }
+  };
+  // The texture's own size, not the record's: no record can grow the buffer past a real texture.
+  if (tag == 0 || !reader.openTexture(record.adapterIndex, record.textureId)) return failed();
   const int32_t frameWidth = static_cast<int32_t>(reader.textureWidth());
   const int32_t frameHeight = static_cast<int32_t>(reader.textureHeight());
   const bool needsScale = frameWidth != targetWidth || frameHeight != targetHeight;
@@ -67,10 +68,7 @@ bool CVCamStream::deliverTextureFrame(const CaptureFrameRecord& record, BYTE* sa
   const bool read = reader.getFrameFromSharedTex(record.adapterIndex, record.textureId, target,
                                                  record.keyedMutexKey, is709, isFullRange);
   if (turned) turnOver(inSample);
-  if (!read) {
-    LogPrint(4, "CVCamStream::FillBuffer getFrameFromSharedTex failed");
-    return false;
-  }
+  if (!read) return failed();
 
   if (record.dumpFrame != 0 && platform().milliseconds() - m_lastDumpTime > kDumpIntervalMs) {
     dumpTextureFrame(record, target);
