@@ -169,7 +169,8 @@ bool SharedTexHelper::readFrame(FrameBuffer& target) {
   if (m_format != DXGI_FORMAT_R8G8B8A8_UNORM && m_format != DXGI_FORMAT_B8G8R8A8_UNORM) {
     return false;
   }
-  // "RGBA" from a blue-first texture needs no conversion: its bytes already lie right.
+  // "RGBA" from a blue-first texture needs no shader: its bytes already lie right, and the plain
+  // route narrows the range for a host that wants it limited.
   const bool byShader = target.fourcc != kTagRGBA || m_format == DXGI_FORMAT_R8G8B8A8_UNORM;
   if (m_conversionReady && byShader) return readConvertedFrame(target);
   return readPlainFrame(target);

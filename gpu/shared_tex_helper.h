@@ -1,7 +1,7 @@
 #pragma once
 // Brings the mixer's shared texture into system memory in the pixel format of the connected
 // type. Colours are converted by a shader draw on a device of its own when the shader compiler
-// is at hand, and by libyuv on the processor when not. Worker thread only; no lock.
+// is at hand, and on the processor, with the same numbers, when not. Worker thread only; no lock.
 #include <windows.h>
 #include <d3d11.h>
 #include <d3dcommon.h>
