@@ -107,14 +107,15 @@ void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample* sample) {
       }
 
       if (record.frameKind == kTextureFrame) {
-        deliverTextureFrame(record, sampleData, targetWidth, targetHeight);
+        // A texture that could not be read is no frame: the placeholder goes out, unstamped.
+        frameDelivered = deliverTextureFrame(record, sampleData, targetWidth, targetHeight);
       } else {
         ScaleFrame(pixels, static_cast<int32_t>(record.width), static_cast<int32_t>(record.height),
                    sampleData, targetWidth, targetHeight, m_bitCount, FrameFitMode::CropToFill,
                    m_scaledFrame, m_isFlipHost, m_fourcc);
         m_pCaptureShareMemory->unLockReadBuffer();
+        frameDelivered = true;
       }
-      frameDelivered = true;
 
       if (frameDelivered) {
         m_widthOut = targetWidth;

@@ -39,6 +39,7 @@ bool CVCamStream::LoadBackground(bool reverseRows) {
   decodeImage(LockResource(loaded), SizeofResource(module, found), image);
 
   m_placeholderFrame.resize(image.width, image.height, kTagRGB4);
+  m_placeholderRowsReversed = reverseRows;
   int32_t height = reverseRows ? -image.height : image.height;
   if (image.bitsPerPixel == 32) {
     libyuv::ARGBScale(image.pixels.data(), image.pitch, image.width, height,
@@ -52,7 +53,10 @@ bool CVCamStream::LoadBackground(bool reverseRows) {
 }
 
 void CVCamStream::ensurePlaceholder(bool reverseRows) {
-  if (m_placeholderFrame.width == 0) LoadBackground(reverseRows);
+  // The other path's picture lies in the other row order.
+  if (m_placeholderFrame.width == 0 || m_placeholderRowsReversed != reverseRows) {
+    LoadBackground(reverseRows);
+  }
 }
 
 void CVCamStream::copyPlaceholderToSample(BYTE* sampleData) {
@@ -67,9 +71,10 @@ void CVCamStream::copyPlaceholderToSample(BYTE* sampleData) {
   if (m_placeholderFrameYuv.width != m_widthOutReq || m_placeholderFrameYuv.height != m_heightOutReq ||
       m_placeholderFrameYuv.fourcc != kTagI420) {
     m_scaledFrame.resize(m_widthOutReq, m_heightOutReq, kTagRGB4);
+    // Planar frames are never turned over, so neither is their placeholder.
     ScaleFrame(m_placeholderFrame.plane[0], m_placeholderFrame.width, m_placeholderFrame.height,
                m_scaledFrame.plane[0], m_widthOutReq, m_heightOutReq, 32, FrameFitMode::Stretch,
-               m_scaledFrame, m_isFlipHost, m_fourcc);
+               m_scaledFrame, false, m_fourcc);
     m_placeholderFrameYuv.resize(m_widthOutReq, m_heightOutReq, kTagI420);
     // Read bottom row first: the picture was loaded for bottom-up RGB samples, planar ones are top-down.
     const FrameBuffer& argb = m_scaledFrame;
