@@ -234,10 +234,15 @@ TEST_F(MixerFaultsTest, HostileWriterCrashesNoHost) {
   writer.wait(10000);
   CloseHandle(stormOver);
   std::printf("[hostile writer] %s", writer.output().c_str());
-  // While the host still holds the region the writer left, the mixer takes it over.
+  host.endCycle();
+  // The stopped host lets go of the region the writer left (a mixer would trust its offsets), so
+  // the mixer that comes next makes a new one, and the host's next cycle must show its picture.
+  EXPECT_TRUE(host.waitForCycle(cycles, kCycleTimeoutMs) &&
+              waitUntil(10000, [] { return !frameRegionExists(); }));
   ChildProcess mixer = startFrameWriter(L"zarnmixer-sim.exe", L"--fps 30 --seconds 120");
   ASSERT_TRUE(mixer.running()) << mixer.output();
-  endCycleWithTheMixersFramesInTheNext(host, cycles);
+  host.waitForSource("mixer", kCycleTimeoutMs);
+  host.endCycle();
   const ProbeReport report = host.finish("hostile writer", kCycleTimeoutMs);
 
   EXPECT_TRUE(ranClean(report, cycles + 1)) << host.output();
