@@ -140,17 +140,16 @@ struct HostileHost {
     }
     if (!row) return false;
     const BITMAPINFOHEADER header = reinterpret_cast<VIDEOINFOHEADER*>(row->pbFormat)->bmiHeader;
-    const size_t rowBytes = size_t(header.biWidth) * 4;
-    // The strip's rows turned top row first, as the pattern's reader wants them.
+    // The sample lies bottom row first: the row the pattern's reader takes, put where it looks.
+    const size_t rowBytes = size_t(header.biWidth) * 4, stripRow = std::max(1L, header.biHeight / 8) / 2;
     std::vector<uint8_t> upright(rowBytes * header.biHeight);
     std::optional<uint32_t> first;
     const HANDLE moved = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     sink->pin()->inspect = [&](IMediaSample* sample) {
       BYTE* pixels = nullptr;
       if (sample->GetPointer(&pixels) != S_OK || size_t(sample->GetActualDataLength()) < upright.size()) return;
-      for (LONG y = 0; y < std::max<LONG>(1, header.biHeight / 8); ++y) {
-        std::memcpy(&upright[y * rowBytes], pixels + (header.biHeight - 1 - y) * rowBytes, rowBytes);
-      }
+      std::memcpy(&upright[stripRow * rowBytes],
+                  pixels + upright.size() - (stripRow + 1) * rowBytes, rowBytes);
       TestPatternStamp stamp;
       if (!readTestPatternStamp(upright.data(), header.biWidth, header.biHeight, stamp) ||
           std::abs(int32_t(timeGetTime() - stamp.timestampMs)) > 5000) {

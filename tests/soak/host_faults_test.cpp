@@ -46,7 +46,6 @@ struct ProbeReport {
   std::optional<DWORD> exitCode;  // absent when the probe was still running at the bound
   int cyclesDone = 0;
   int cyclesFailed = 0;
-  int frames = 0;
   int mixerFrames = 0;
   int lastCycleMixerFrames = 0;
   unsigned long handlesAfterFirst = 0;
@@ -125,8 +124,7 @@ class ProbeHost {
     if (frames != std::string::npos) report.lastCycleMixerFrames = std::atoi(lastCycle.c_str() + frames + 9);
     std::sscanf(lastLineAfter(text, "cycles done: ").c_str(), "%d of %*d, %d failed", &report.cyclesDone,
                 &report.cyclesFailed);
-    std::sscanf(lastLineAfter(text, "frames delivered: ").c_str(), "%d (mixer %d", &report.frames,
-                &report.mixerFrames);
+    std::sscanf(lastLineAfter(text, "frames delivered: ").c_str(), "%*d (mixer %d", &report.mixerFrames);
     std::sscanf(lastLineAfter(text, "handle count: ").c_str(), "%lu after the first cycle, %lu",
                 &report.handlesAfterFirst, &report.handlesAfterLast);
     const std::string claim = lastLineAfter(text, "claim after the last stop: ");
