@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Mutation check: applies each one-line mutant of scripts/mutants.list alone, rebuilds the test
 # executables it names, runs them, and always puts the file back. A mutant is killed when a
-# test fails, times out, or the mutated code does not compile; it survives when all pass. A
-# mutant whose snippet is not found exactly once is "stale" and not counted.
+# test fails or times out; it survives when all pass. Not counted in the score: a mutant whose
+# snippet is not found exactly once ("stale"), one whose code does not compile ("broken"), and
+# one whose tests already fail unmutated ("unjudged", which fails the run: a test that fails
+# anyway would count every mutant killed). Exits non-zero below the target score.
 #
-#   scripts/mutants.sh [-b build-dir] [-f regex] [-j jobs] [-t seconds] [-n] [-c] [list-file]
+#   scripts/mutants.sh [-b build-dir] [-f regex] [-j jobs] [-t seconds] [-s percent] [-n] [-c] [list-file]
 #     -f  only mutants whose id or file matches the regex
 #     -t  time limit for one test executable (default 300)
+#     -s  the lowest score, killed of killed and survived, that passes (default 95)
 #     -n  skip the run of the unmutated tests that comes first
 #     -c  only check which mutants apply, build and run nothing
 #
@@ -20,17 +23,19 @@ build=$repo/build
 filter=.
 jobs=2
 limit=300
+target=95
 baseline=1
 checkOnly=0
-while getopts "b:f:j:t:nc" option; do
+while getopts "b:f:j:t:s:nc" option; do
   case $option in
     b) build=$(cd "$OPTARG" && pwd) ;;
     f) filter=$OPTARG ;;
     j) jobs=$OPTARG ;;
     t) limit=$OPTARG ;;
+    s) target=$OPTARG ;;
     n) baseline=0 ;;
     c) checkOnly=1 ;;
-    *) sed -n '2,12p' "$0"; exit 2 ;;
+    *) sed -n '2,15p' "$0"; exit 2 ;;
   esac
 done
 shift $((OPTIND - 1))
@@ -119,14 +124,14 @@ if [ $checkOnly -eq 0 ] && [ $baseline -eq 1 ]; then
   fi
   for spec in "${specs[@]}"; do
     if ! failed=$(runTests "$spec" "$logs/baseline.log"); then
-      echo "baseline: $failed fails without a mutant; its mutants are skipped"
+      echo "baseline: $failed fails without a mutant; its mutants are unjudged"
       broken[$spec]=1
     fi
   done
 fi
 
-killed=0 survived=0 stale=0
-survivors=()
+killed=0 survived=0 stale=0 unjudged=0
+survivors=() broke=()
 for i in "${selected[@]}"; do
   id=${ids[$i]} file=${files[$i]}
   path=$repo/$file
@@ -147,7 +152,8 @@ for i in "${selected[@]}"; do
   skip=""
   for spec in ${tests[$i]//,/ }; do [ -n "${broken[$spec]:-}" ] && skip=$spec; done
   if [ -n "$skip" ]; then
-    printf '%-9s %s (%s: %s fails unmutated)\n' skipped "$id" "$file" "$skip"; continue
+    printf '%-9s %s (%s: %s fails unmutated)\n' unjudged "$id" "$file" "$skip"
+    unjudged=$((unjudged + 1)); continue
   fi
   original=$text
   mutated=$path
@@ -155,7 +161,7 @@ for i in "${selected[@]}"; do
   log=$logs/$id.log
   : >"$log"
   if ! cmake --build "$build" -j "$jobs" --target $(targetsOf "${tests[$i]}") >>"$log" 2>&1; then
-    verdict="killed" how="does not compile"
+    verdict="broken" how="does not compile, see $log"
   elif by=$(runTests "${tests[$i]}" "$log"); then
     verdict="survived" how="${tests[$i]}"
   else
@@ -165,9 +171,11 @@ for i in "${selected[@]}"; do
   # A test that timed out may leave its helpers behind in this prefix.
   [[ $how == *"timed out"* ]] && WINEPREFIX=$build/wineprefix wineserver -k >/dev/null 2>&1
   printf '%-9s %s (%s: %s)\n' "$verdict" "$id" "$file" "$how"
-  if [ "$verdict" = killed ]; then killed=$((killed + 1)); else
-    survived=$((survived + 1)); survivors+=("$id")
-  fi
+  case $verdict in
+    killed) killed=$((killed + 1)) ;;
+    broken) broke+=("$id") ;;
+    *) survived=$((survived + 1)); survivors+=("$id") ;;
+  esac
 done
 
 [ $checkOnly -eq 1 ] && exit 0
@@ -175,6 +183,17 @@ done
 rebuilt=$(for i in "${selected[@]}"; do targetsOf "${tests[$i]}"; done | tr ' ' '\n' | sort -u | xargs)
 [ -n "$rebuilt" ] && cmake --build "$build" -j "$jobs" --target $rebuilt >"$logs/rebuild.log" 2>&1
 total=$((killed + survived))
-echo "score: $killed of $total killed, $survived survived, $stale stale"
+echo "score: $killed of $total killed, $survived survived; not counted: ${#broke[@]} broken," \
+  "$unjudged unjudged, $stale stale"
 [ $survived -gt 0 ] && echo "survivors: ${survivors[*]}"
-[ $survived -eq 0 ]
+[ ${#broke[@]} -gt 0 ] && echo "broken: ${broke[*]}"
+status=0
+if [ $unjudged -gt 0 ]; then
+  echo "FAIL: $unjudged mutants unjudged, their tests fail unmutated" >&2
+  status=1
+fi
+if [ $total -gt 0 ] && awk -v k=$killed -v t=$total -v s="$target" 'BEGIN { exit !(k * 100 < s * t) }'; then
+  echo "FAIL: score $((killed * 100 / total))% is below the target of $target%" >&2
+  status=1
+fi
+exit $status

@@ -11,8 +11,11 @@ display=:$(( 90 + RANDOM % 400 ))
 Xvfb "$display" -screen 0 1280x1024x24 -nolisten tcp >/dev/null 2>&1 &
 xvfb_pid=$!
 export WINEPREFIX=${ZARN_WINEPREFIX:-$build/wineprefix}
+# The end-to-end and soak tests run in prefixes of their own (see cmake/ZarnTest.cmake).
 stop_all() {
-  WINEPREFIX=$WINEPREFIX wineserver -k >/dev/null 2>&1 || true
+  for prefix in "$WINEPREFIX" "$build/e2e-prefix" "$build/soak-prefix"; do
+    WINEPREFIX=$prefix wineserver -k >/dev/null 2>&1 || true
+  done
   kill "$xvfb_pid" 2>/dev/null || true
 }
 trap stop_all EXIT
@@ -24,5 +27,7 @@ export DISPLAY=$display
 WINEPREFIX=$WINEPREFIX wineserver -p 2>/dev/null || true
 
 cd "$build"
-ctest --output-on-failure -j 2 "$@"
-"$repo/scripts/fuzz.sh" 60
+# Most tests wait on Wine and on each other's processes more than they compute.
+ctest --output-on-failure -j 3 "$@"
+# The committed seeds and a few seconds of new inputs; scripts/fuzz.sh 3600 is the long run.
+"$repo/scripts/fuzz.sh" 5

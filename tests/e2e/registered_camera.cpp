@@ -26,13 +26,15 @@ HRESULT RegisteredCameraTest::call(const char* exportName) const {
   return entry ? entry() : E_FAIL;
 }
 
+bool frameRegionExists() {
+  HANDLE mapping = OpenFileMappingW(
+      FILE_MAP_READ, FALSE, L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY_SharedMemory_ZarnMixer");
+  return mapping && CloseHandle(mapping);
+}
+
 ChildProcess startFrameWriter(const std::wstring& exeName, const std::wstring& arguments) {
   ChildProcess writer = ChildProcess::startWithOutput(executableFolder() + exeName, arguments);
-  const bool made = waitUntil(20000, [&] {
-    HANDLE mapping = OpenFileMappingW(
-        FILE_MAP_READ, FALSE, L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY_SharedMemory_ZarnMixer");
-    return (mapping && CloseHandle(mapping)) || !writer.running();
-  });
+  const bool made = waitUntil(20000, [&] { return frameRegionExists() || !writer.running(); });
   if (!made) writer.kill();
   return writer;
 }

@@ -24,6 +24,9 @@ class RegisteredCameraTest : public ::testing::Test {
   HRESULT m_registered = E_FAIL;
 };
 
+// Whether the mixer's frame region exists, made by a writer and held by it or by a reader.
+bool frameRegionExists();
+
 // Starts the mixer or the hostile writer beside the test and waits, with a bound, until its frame
 // region exists, so that a host that opens next finds it; stopped when it makes none.
 ChildProcess startFrameWriter(const std::wstring& exeName, const std::wstring& arguments);

@@ -151,9 +151,9 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
     ASSERT_TRUE(code);
     EXPECT_EQ(*code, DWORD(c.exitCode));
 
-    const bool notice = c.holder == Holder::Live;
-    const std::string log = install.waitForLog(notice ? 1 : 0);
-    EXPECT_EQ(log.find("VirtualCamBeUsed/") != std::string::npos, notice) << log;
+    const std::optional<std::string> log = install.settledLog();
+    ASSERT_TRUE(log);
+    EXPECT_EQ(log->find("VirtualCamBeUsed/") != std::string::npos, c.holder == Holder::Live) << *log;
     const uint32_t claims[] = {holder, 0, host.pid()};
     EXPECT_EQ(mixer.getOpeningProcessId(), claims[int(c.claim)]);
   }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <dshow.h>
+#include <timeapi.h>
 
 #include <algorithm>
 #include <atomic>
@@ -12,14 +13,18 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "diag/log_line_queue.h"
 #include "filter/media_subtypes.h"
 #include "filter/vcam.h"
 #include "filter/vcam_stream.h"
 #include "host/platform.h"
+#include "link/test_pattern.h"
 #include "link/vcam_param_channel.h"
 #include "tests/delivery/guarded_buffer.h"
 #include "tests/media/test_filters.h"
@@ -108,6 +113,60 @@ struct HostileHost {
     index = indices[pick(4)];
     nullCaps = pick(8) == 0;
     connected = pin->IsConnected();
+  }
+
+  // The graph's Stop passes a filter that was run behind its back; the filter's own is the last.
+  void stop() {
+    control->Stop();
+    filter->Stop();
+  }
+
+  void startMixer() {
+    mixer = ChildProcess::startWithOutput(executableFolder() + L"zarnmixer-sim.exe",
+                                          L"--fps 60 --seconds 900");
+  }
+
+  // After the storm, a host that asks for a catalogue row as hosts do gets the mixer's picture,
+  // live: stamps of this moment whose counters move on, which no placeholder or picture read
+  // upside down shows.
+  bool deliversLivePicture() {
+    stop();
+    graph->Disconnect(pin);
+    graph->Disconnect(sink->pin());
+    if (!mixer.running()) startMixer();
+    AM_MEDIA_TYPE* row = nullptr;
+    for (int i = 0; !row && pin->GetStreamCaps(i, &row, caps.data()) == S_OK; ++i) {
+      if (row->subtype != MEDIASUBTYPE_RGB32) DeleteMediaType(std::exchange(row, nullptr));
+    }
+    if (!row) return false;
+    const BITMAPINFOHEADER header = reinterpret_cast<VIDEOINFOHEADER*>(row->pbFormat)->bmiHeader;
+    // The sample lies bottom row first: the row the pattern's reader takes, put where it looks.
+    const size_t rowBytes = size_t(header.biWidth) * 4, stripRow = std::max(1L, header.biHeight / 8) / 2;
+    std::vector<uint8_t> upright(rowBytes * header.biHeight);
+    std::optional<uint32_t> first;
+    const HANDLE moved = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    sink->pin()->inspect = [&](IMediaSample* sample) {
+      BYTE* pixels = nullptr;
+      if (sample->GetPointer(&pixels) != S_OK || size_t(sample->GetActualDataLength()) < upright.size()) return;
+      std::memcpy(&upright[stripRow * rowBytes],
+                  pixels + upright.size() - (stripRow + 1) * rowBytes, rowBytes);
+      TestPatternStamp stamp;
+      if (!readTestPatternStamp(upright.data(), header.biWidth, header.biHeight, stamp) ||
+          std::abs(int32_t(timeGetTime() - stamp.timestampMs)) > 5000) {
+        return;
+      }
+      if (!first) first = stamp.counter;
+      if (stamp.counter != *first) SetEvent(moved);
+    };
+    const bool running = pin->SetFormat(row) == S_OK &&
+                         graph->ConnectDirect(pin, sink->pin(), row) == S_OK &&
+                         SUCCEEDED(control->Run());
+    const bool live = running && WaitForSingleObject(moved, 20000) == WAIT_OBJECT_0;
+    stop();
+    sink->pin()->inspect = nullptr;
+    CloseHandle(moved);
+    DeleteMediaType(row);
+    return live;
   }
 
   std::string describe(const char* name) const {
@@ -211,8 +270,7 @@ const CallKind kCallKinds[] = {
        if (h.mixer.running()) {
          h.mixer.kill();
        } else {
-         h.mixer = ChildProcess::startWithOutput(executableFolder() + L"zarnmixer-sim.exe",
-                                                 L"--fps 60 --seconds 900");
+         h.startMixer();
        }
      }},
 };
@@ -254,9 +312,8 @@ ZARN_CHILD_ROLE(hostile_host) {
     h.got = nullptr;
   }
 
-  // The graph's Stop passes a filter that was run behind its back; the filter's own is the last.
-  h.control->Stop();
-  h.filter->Stop();
+  const bool live = h.deliversLivePicture();
+  h.stop();
   const uint32_t claim = mixerSide.getOpeningProcessId();
   h.mixer.kill();
   h.control->Release();
@@ -268,13 +325,14 @@ ZARN_CHILD_ROLE(hostile_host) {
   const LONG objectsLeft = CBaseObject::ObjectsActive() - objectsBefore;
   setPlatform(nullptr);
 
-  std::printf("[hostile host] seed %u: %u calls, %d samples received, %d awaited; claim after the "
-              "last stop %u, filter references left %lu, sink references left %lu (kept by "
-              "SetFormat %d), live objects left %ld\n",
-              g_seed, g_calls.load(), received, h.samples, claim, filterRefs, sinkRefs,
-              h.sinkRefsKept, objectsLeft);
+  std::printf("[hostile host] seed %u: %u calls, %d samples received, %d awaited; the mixer's "
+              "picture live after them: %s; claim after the last stop %u, filter references left "
+              "%lu, sink references left %lu (kept by SetFormat %d), live objects left %ld\n",
+              g_seed, g_calls.load(), received, h.samples, live ? "yes" : "NO", claim, filterRefs,
+              sinkRefs, h.sinkRefsKept, objectsLeft);
   std::fflush(stdout);
-  return claim != 0 || filterRefs != 0 || sinkRefs != ULONG(h.sinkRefsKept) || objectsLeft != 0;
+  return !live || claim != 0 || filterRefs != 0 || sinkRefs != ULONG(h.sinkRefsKept) ||
+         objectsLeft != 0;
 }
 
 namespace {

@@ -49,6 +49,7 @@ STDMETHODIMP TestInputPin::GetAllocator(IMemAllocator** ppAllocator) {
 
 STDMETHODIMP TestInputPin::Receive(IMediaSample* pSample) {
   received++;
+  if (inspect) inspect(pSample);
   if (holdSamples) {
     pSample->AddRef();
     m_held.push_back(pSample);

@@ -46,6 +46,8 @@ class TestInputPin : public CBasePin, public IMemInputPin {
   std::atomic<int> received{0};
   std::atomic<int> endOfStreams{0};
   std::atomic<int> enumerations{0};
+  // Called at each Receive, on the sender's thread.
+  std::function<void(IMediaSample*)> inspect;
   // Set at each Receive and EndOfStream.
   const HANDLE arrived;
   IMemAllocator* const ownAllocator;

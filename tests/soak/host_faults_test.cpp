@@ -46,7 +46,6 @@ struct ProbeReport {
   std::optional<DWORD> exitCode;  // absent when the probe was still running at the bound
   int cyclesDone = 0;
   int cyclesFailed = 0;
-  int frames = 0;
   int mixerFrames = 0;
   int lastCycleMixerFrames = 0;
   unsigned long handlesAfterFirst = 0;
@@ -75,13 +74,18 @@ struct ProbeReport {
   return ::testing::AssertionFailure() << faults.str();
 }
 
-// zarncam-probe in its cycle mode, its output read back while it runs.
+// zarncam-probe in its cycle mode, its output read back while it runs; a cycle ends by itself or
+// when the test has seen what it waited for.
 class ProbeHost {
  public:
   explicit ProbeHost(const std::wstring& arguments)
-      : m_process(ChildProcess::startWithOutput(executableFolder() + L"zarncam-probe.exe", arguments)) {}
+      : m_process(ChildProcess::startWithOutput(executableFolder() + L"zarncam-probe.exe",
+                                                arguments + L" --until " + kCycleEnd)) {}
+  ~ProbeHost() { CloseHandle(m_cycleEnd); }
 
   std::string output() const { return m_process.output(); }
+  // Ends the cycle under way.
+  void endCycle() { SetEvent(m_cycleEnd); }
 
   // Waits for a line that starts with `start`, after the lines already taken by earlier calls;
   // the rest of the line, or nothing at the bound.
@@ -120,8 +124,7 @@ class ProbeHost {
     if (frames != std::string::npos) report.lastCycleMixerFrames = std::atoi(lastCycle.c_str() + frames + 9);
     std::sscanf(lastLineAfter(text, "cycles done: ").c_str(), "%d of %*d, %d failed", &report.cyclesDone,
                 &report.cyclesFailed);
-    std::sscanf(lastLineAfter(text, "frames delivered: ").c_str(), "%d (mixer %d", &report.frames,
-                &report.mixerFrames);
+    std::sscanf(lastLineAfter(text, "frames delivered: ").c_str(), "%*d (mixer %d", &report.mixerFrames);
     std::sscanf(lastLineAfter(text, "handle count: ").c_str(), "%lu after the first cycle, %lu",
                 &report.handlesAfterFirst, &report.handlesAfterLast);
     const std::string claim = lastLineAfter(text, "claim after the last stop: ");
@@ -133,6 +136,8 @@ class ProbeHost {
   }
 
  private:
+  static constexpr wchar_t kCycleEnd[] = L"ZARN_SOAK_END_OF_CYCLE";
+  const HANDLE m_cycleEnd = CreateEventW(nullptr, FALSE, FALSE, kCycleEnd);
   ChildProcess m_process;
   size_t m_readUpTo = 0;
 };
@@ -141,6 +146,13 @@ class ProbeHost {
 int scaleFromEnvironment(const char* name, int fallback) {
   const char* value = std::getenv(name);
   return value && std::atoi(value) > 0 ? std::atoi(value) : fallback;
+}
+
+// Ends the host's first cycle and, once the second has frames of the mixer, the second.
+void endCycleWithTheMixersFramesInTheNext(ProbeHost& host, int cycle = 1) {
+  host.endCycle();
+  if (host.waitForCycle(cycle, kCycleTimeoutMs)) host.waitForSource("mixer", kCycleTimeoutMs);
+  host.endCycle();
 }
 
 using HostCyclesTest = RegisteredCameraTest;
@@ -177,7 +189,7 @@ TEST_F(MixerFaultsTest, HostShowsThePlaceholderWithinASecondOfTheMixersDeathAndT
   // The host opens on a running mixer, so it has never shown the placeholder before the kill.
   ChildProcess mixer = startFrameWriter(L"zarnmixer-sim.exe", L"--fps 30 --seconds 60");
   ASSERT_TRUE(mixer.running()) << mixer.output();
-  ProbeHost host(L"--cycles 2 --frames 0 --seconds 10");
+  ProbeHost host(L"--cycles 2 --frames 0 --seconds 30");
   ASSERT_TRUE(host.waitForSource("mixer", kCycleTimeoutMs)) << host.output();
   const DWORD killedAt = timeGetTime();
   mixer.kill();
@@ -187,6 +199,7 @@ TEST_F(MixerFaultsTest, HostShowsThePlaceholderWithinASecondOfTheMixersDeathAndT
   ChildProcess next = startFrameWriter(L"zarnmixer-sim.exe", L"--fps 30 --seconds 60");
   ASSERT_TRUE(next.running()) << next.output();
   const bool recovered = host.waitForSource("mixer", 5000).has_value();
+  endCycleWithTheMixersFramesInTheNext(host);
   const ProbeReport report = host.finish("mixer killed", 60000);
   std::printf("[mixer killed] placeholder %ld ms after the kill\n", long(*fellBackAt - killedAt));
 
@@ -200,20 +213,38 @@ TEST_F(MixerFaultsTest, HostileWriterCrashesNoHost) {
   const int seconds = scaleFromEnvironment("ZARN_HOSTILE_SECONDS", 15);
   const int seed = scaleFromEnvironment("ZARN_HOSTILE_SEED", 1);
   const int cycles = std::max(2, seconds / 3);
-  // The host gets a new filter every 3 s; the writer keeps on about as long.
+  const HANDLE stormOver = CreateEventW(nullptr, TRUE, FALSE, L"ZARN_SOAK_STORM_OVER");
   ChildProcess writer = startFrameWriter(
       L"zarnmixer-hostile.exe", L"--seed " + std::to_wstring(seed) + L" --rate 60 --seconds " +
-                                    std::to_wstring(cycles * 3));
+                                    std::to_wstring(cycles * 3 + 120) + L" --until ZARN_SOAK_STORM_OVER");
   ASSERT_TRUE(writer.running()) << writer.output();
 
-  ProbeHost host(L"--cycles " + std::to_wstring(cycles) + L" --frames 0 --seconds 3");
-  for (int cycle = 1; cycle < cycles && host.waitForCycle(cycle, kCycleTimeoutMs); ++cycle) {}
-  const ProbeReport report = host.finish("hostile writer", kCycleTimeoutMs);
-  writer.wait(30000);
+  // The host gets a new filter every 3 s of the writer's records; a last one after the storm.
+  ProbeHost host(L"--cycles " + std::to_wstring(cycles + 1) + L" --frames 0 --seconds 30");
+  for (int cycle = 1;; ++cycle) {
+    host.waitForLine("frames from the ", kCycleTimeoutMs);
+    writer.wait(3000);
+    if (cycle == cycles) break;
+    host.endCycle();
+    if (!host.waitForCycle(cycle, kCycleTimeoutMs)) break;
+  }
+  SetEvent(stormOver);
+  writer.wait(10000);
+  CloseHandle(stormOver);
   std::printf("[hostile writer] %s", writer.output().c_str());
+  host.endCycle();
+  // The stopped host lets go of the region the writer left (a mixer would trust its offsets), so
+  // the mixer that comes next makes a new one, and the host's next cycle must show its picture.
+  EXPECT_TRUE(host.waitForCycle(cycles, kCycleTimeoutMs) &&
+              waitUntil(10000, [] { return !frameRegionExists(); }));
+  ChildProcess mixer = startFrameWriter(L"zarnmixer-sim.exe", L"--fps 30 --seconds 120");
+  ASSERT_TRUE(mixer.running()) << mixer.output();
+  host.waitForSource("mixer", kCycleTimeoutMs);
+  host.endCycle();
+  const ProbeReport report = host.finish("hostile writer", kCycleTimeoutMs);
 
-  EXPECT_TRUE(ranClean(report, cycles)) << host.output();
-  EXPECT_GT(report.frames, 0);
+  EXPECT_TRUE(ranClean(report, cycles + 1)) << host.output();
+  EXPECT_GT(report.lastCycleMixerFrames, 0) << host.output();
 }
 
 const wchar_t kLockedEvent[] = L"ZARN_SOAK_READER_HOLDS_THE_LOCK";
@@ -234,7 +265,7 @@ ZARN_CHILD_ROLE(reader_holding_the_lock) {
 TEST_F(MixerFaultsTest, ReaderKilledHoldingTheFrameLockLeavesTheHostGoingOn) {
   ChildProcess mixer = startFrameWriter(L"zarnmixer-sim.exe", L"--fps 30 --seconds 120");
   ASSERT_TRUE(mixer.running()) << mixer.output();
-  ProbeHost host(L"--cycles 2 --frames 0 --seconds 6");
+  ProbeHost host(L"--cycles 2 --frames 0 --seconds 30");
   ASSERT_TRUE(host.waitForSource("mixer", kCycleTimeoutMs)) << host.output();
 
   HANDLE locked = CreateEventW(nullptr, TRUE, FALSE, kLockedEvent);
@@ -242,6 +273,7 @@ TEST_F(MixerFaultsTest, ReaderKilledHoldingTheFrameLockLeavesTheHostGoingOn) {
   ASSERT_EQ(WaitForSingleObject(locked, 20000), WAIT_OBJECT_0);
   CloseHandle(locked);
   reader.kill();
+  endCycleWithTheMixersFramesInTheNext(host);
   const ProbeReport report = host.finish("reader killed", 60000);
 
   EXPECT_TRUE(ranClean(report, 2)) << host.output();

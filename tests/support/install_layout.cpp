@@ -1,12 +1,28 @@
 #include "tests/support/install_layout.h"
 
 #include <windows.h>
+#include <tlhelp32.h>
 
 #include <algorithm>
 
 namespace zarn::test {
+namespace {
 
 const wchar_t kLogVariable[] = L"ZARNCAM_RECORDER_LOG";
+
+bool applicationRuns() {
+  HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+  PROCESSENTRY32W entry = {};
+  entry.dwSize = sizeof(entry);
+  BOOL more = Process32FirstW(snapshot, &entry);
+  while (more && _wcsicmp(entry.szExeFile, L"zarncam pro.exe") != 0) {
+    more = Process32NextW(snapshot, &entry);
+  }
+  CloseHandle(snapshot);
+  return more;
+}
+
+}  // namespace
 
 InstallLayout::InstallLayout(Layout layout, const std::wstring& module) {
   wchar_t temp[MAX_PATH] = {};
@@ -49,6 +65,11 @@ std::string InstallLayout::waitForLog(size_t lines) const {
     return size_t(std::count(text.begin(), text.end(), '\n')) >= lines;
   });
   return text;
+}
+
+std::optional<std::string> InstallLayout::settledLog() const {
+  if (!waitUntil(20000, [] { return !applicationRuns(); })) return std::nullopt;
+  return readFileBytes(m_log);
 }
 
 }  // namespace zarn::test

@@ -2,6 +2,7 @@
 // A copy of the running test program installed the way the camera is: in <root>\bin, with the
 // recorder named as the application "zarncam pro.exe" beside it or one folder up. The recorder
 // writes each command line it is started with to the layout's log.
+#include <optional>
 #include <string>
 
 #include "tests/support/child_process.h"
@@ -22,6 +23,10 @@ class InstallLayout {
   ChildProcess start(const std::wstring& arguments) const;
   // The recorder's log once it holds `lines` lines, waiting a bounded time for the application.
   std::string waitForLog(size_t lines) const;
+  // The recorder's log once no application runs, called after the hosts that could start one
+  // have ended: every application started by then has written its line. Nothing if one still
+  // runs at the bound.
+  std::optional<std::string> settledLog() const;
 
   bool copied = false;
   const std::wstring& application() const { return m_application; }

@@ -63,7 +63,17 @@ ProbeResult probeFrames(IGraphBuilder* graph, IBaseFilter* camera, const ProbeOp
       control->Run();
       const int frames = options.frames || options.seconds ? options.frames : 100;
       const DWORD limitMs = options.seconds ? DWORD(options.seconds) * 1000 : 600000;
-      while ((frames == 0 || meter.frames() < frames) && timeGetTime() - start < limitMs) Sleep(5);
+      const HANDLE until =
+          options.untilEvent.empty() ? nullptr : OpenEventA(SYNCHRONIZE, FALSE, options.untilEvent.c_str());
+      for (bool called = false;
+           !called && (frames == 0 || meter.frames() < frames) && timeGetTime() - start < limitMs;) {
+        if (until) {
+          called = WaitForSingleObject(until, 5) == WAIT_OBJECT_0;
+        } else {
+          Sleep(5);
+        }
+      }
+      if (until) CloseHandle(until);
       result.seconds = (timeGetTime() - start) / 1000.0;
       result.framesReceived = meter.frames();
       result.mixerFrames = meter.mixerFrames();

@@ -7,7 +7,7 @@
 const char kProbeUsage[] =
     "usage: zarncam-probe [--list] [--caps] [--size WxH] [--fps N] [--format rgb24|rgb32|i420]\n"
     "                     [--frames N | --seconds S] [--bmp N] [--bmp-folder DIR] [--cycles N]\n"
-    "                     [--builder capture|preview|both] [--runs N]\n"
+    "                     [--builder capture|preview|both] [--runs N] [--until EVENT]\n"
     "  --list        the video input devices, as a host sees them, then the camera's registered\n"
     "                module and its version\n"
     "  --caps        the capabilities of \"ZarnCam Pro\"\n"
@@ -19,6 +19,7 @@ const char kProbeUsage[] =
     "                (default 10), stops and releases it; prints each cycle, the frames from the\n"
     "                mixer and the placeholder, the process's handle count after the first and\n"
     "                the last cycle, and the camera's holder after the last stop\n"
+    "  --until EVENT a run or cycle also ends when the named auto-reset event is set\n"
     "  --builder S   builds the graph with the capture graph builder: sets the format through the\n"
     "                IAMStreamConfig that it finds, renders the capture stream to a null renderer,\n"
     "                the preview stream to the renderer it picks (needs a display), or both; runs\n"
@@ -43,7 +44,7 @@ bool parseProbeOptions(int argc, char** argv, ProbeOptions& options, std::string
     std::string arg = argv[i];
     bool takesValue = arg == "--size" || arg == "--fps" || arg == "--format" || arg == "--frames" ||
                       arg == "--seconds" || arg == "--bmp" || arg == "--bmp-folder" || arg == "--cycles" ||
-                      arg == "--builder" || arg == "--runs";
+                      arg == "--builder" || arg == "--runs" || arg == "--until";
     if (takesValue && i + 1 >= argc) {
       error = arg + " wants a value";
       return false;
@@ -89,6 +90,8 @@ bool parseProbeOptions(int argc, char** argv, ProbeOptions& options, std::string
       }
     } else if (arg == "--bmp-folder") {
       options.bmpFolder = value;
+    } else if (arg == "--until") {
+      options.untilEvent = value;
     } else {
       error = "unknown argument " + arg;
       return false;

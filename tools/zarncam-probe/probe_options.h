@@ -16,6 +16,7 @@ struct ProbeOptions {
   int runs = 2;                   // with --builder: runs of one graph, each stopped
   int bmpFrames = 0;             // how many of the first frames go to BMP files
   std::string bmpFolder = ".";
+  std::string untilEvent;         // a named event that ends a run early, set by whoever waits
 };
 
 extern const char kProbeUsage[];

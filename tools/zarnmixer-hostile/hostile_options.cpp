@@ -6,7 +6,7 @@
 #include "link/frame_region_layout.h"
 
 const char kHostileUsage[] =
-    "usage: zarnmixer-hostile [--seed N] [--seconds S] [--rate N] [--size WxH]\n"
+    "usage: zarnmixer-hostile [--seed N] [--seconds S] [--rate N] [--size WxH] [--until EVENT]\n"
     "Stands in for a broken or hostile mixer: publishes random frame records into the frame\n"
     "region, sealed and plain, with random sizes, buffer offsets, frame kinds and sealed lengths,\n"
     "now and then a well-formed one or noise over the whole header, and signals the frame event\n"
@@ -14,7 +14,8 @@ const char kHostileUsage[] =
     "  --seed N      seed of the random choices (default: from the clock, printed)\n"
     "  --seconds S   stop after S seconds (default 10)\n"
     "  --rate N      publications a second, 1 to 1000 (default 60)\n"
-    "  --size WxH    a region made for W by H frames (default 1280x720), if none exists yet\n";
+    "  --size WxH    a region made for W by H frames (default 1280x720), if none exists yet\n"
+    "  --until EVENT stop earlier, when the named event is set\n";
 
 namespace {
 
@@ -35,7 +36,8 @@ bool parseHostileOptions(int argc, char** argv, HostileOptions& options, std::st
       continue;
     }
     if (i + 1 >= argc) {
-      error = arg == "--seed" || arg == "--seconds" || arg == "--rate" || arg == "--size"
+      error = arg == "--seed" || arg == "--seconds" || arg == "--rate" || arg == "--size" ||
+                      arg == "--until"
                   ? arg + " needs a value"
                   : "unknown argument " + arg;
       return false;
@@ -76,6 +78,8 @@ bool parseHostileOptions(int argc, char** argv, HostileOptions& options, std::st
       }
       options.regionWidth = int32_t(width);
       options.regionHeight = int32_t(height);
+    } else if (arg == "--until") {
+      options.untilEvent = value;
     } else {
       error = "unknown argument " + arg;
       return false;

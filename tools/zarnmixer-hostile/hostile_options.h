@@ -10,6 +10,7 @@ struct HostileOptions {
   int rate = 60;  // publications a second
   int32_t regionWidth = 1280;
   int32_t regionHeight = 720;
+  std::string untilEvent;  // a named event that ends the run early
   bool help = false;
 };
 

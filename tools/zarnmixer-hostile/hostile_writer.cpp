@@ -78,7 +78,10 @@ int runHostileWriter(const HostileOptions& options, uint64_t seed) {
   const DWORD start = timeGetTime();
   const DWORD limitMs = DWORD(options.seconds * 1000);
   const DWORD periodMs = DWORD(1000 / options.rate);
-  while (timeGetTime() - start < limitMs) {
+  const HANDLE until =
+      options.untilEvent.empty() ? nullptr : OpenEventA(SYNCHRONIZE, FALSE, options.untilEvent.c_str());
+  bool ended = false;
+  while (!ended && timeGetTime() - start < limitMs) {
     HostilePublication publication = records.next(timeGetTime());
     publish(region, cipher, records, publication);
     SetEvent(frameEvent);
@@ -86,8 +89,13 @@ int runHostileWriter(const HostileOptions& options, uint64_t seed) {
     counts.plain += publication.layout == HostileLayout::Plain;
     counts.noise += publication.layout == HostileLayout::Noise;
     counts.wellFormed += publication.wellFormed;
-    Sleep(periodMs);
+    if (until) {
+      ended = WaitForSingleObject(until, periodMs) == WAIT_OBJECT_0;
+    } else {
+      Sleep(periodMs);
+    }
   }
+  if (until) CloseHandle(until);
   if (frameEvent) CloseHandle(frameEvent);
   std::printf("published %u records (sealed %u, plain %u, header noise %u; %u well-formed)\n",
               counts.sealed + counts.plain + counts.noise, counts.sealed, counts.plain,
