@@ -35,7 +35,7 @@ uint8_t* CVCamStream::readDeliverableFrame(CaptureFrameRecord& record) {
     uint8_t* pixels = readFrameRecord(record);
     // A texture is read in the host's format whatever the mixer was asked for.
     if (!pixels || record.frameKind == kTextureFrame ||
-        m_layoutGuard.admits(record.timestampMs, record.width, record.height)) {
+        m_layoutGuard.admits(record.timestampMs, record.width, record.height, timeGetTime())) {
       return pixels;
     }
     m_pCaptureShareMemory->unLockReadBuffer();

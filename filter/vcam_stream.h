@@ -123,6 +123,7 @@ class CVCamStream : public CSourceStream,
   CMediaType m_defaultMediaType;
   FrameBuffer m_placeholderFrame;
   FrameBuffer m_placeholderFrameYuv;
+  bool m_placeholderLoadTried = false;
   FrameBuffer m_textureFrame;
   FrameBuffer m_scaledFrame;
   FrameBuffer m_placeholderTextureFrame;

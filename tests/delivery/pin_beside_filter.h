@@ -23,6 +23,7 @@ class OpenStream : public CVCamStream {
   ID3D11Texture2D* texture() const { return m_pSpecialRGBAToTex->sharedTexture(); }
   uint32_t textureId() const { return m_pSpecialRGBAToTex->getSharedTextureId(); }
 
+  using CVCamStream::m_isFlipHost;
   using CVCamStream::m_isLimitedRgbHost;
   using CVCamStream::m_pSharedTexHelper;
   using CVCamStream::m_placeholderFrame;

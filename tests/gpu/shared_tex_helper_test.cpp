@@ -27,8 +27,12 @@ Read readFrame(SharedTexHelper& helper, uint32_t textureId, int width, int heigh
   FrameBuffer target(memory.data(), width, height, tag);
   Read read = {helper.getFrameFromSharedTex(0, textureId, target, 1, is709, isFullRange), {}};
   const bool planar = tag == kTagI420 || tag == kTagNV12;
-  const int rowBytes = planar ? width : target.stride[0];
-  read.bytes.assign(target.plane[0], target.plane[0] + rowBytes * height);
+  // Rows of the image without the padding of 24-bit rows.
+  const int rowBytes = planar ? width : width * (tag == kTagRGBA ? 4 : 3);
+  for (int y = 0; y < height; ++y) {
+    const uint8_t* row = target.plane[0] + y * target.stride[0];
+    read.bytes.insert(read.bytes.end(), row, row + rowBytes);
+  }
   for (int plane = 1; planar && plane < 3; ++plane) {
     for (int y = 0; y < height / 2; ++y) {
       for (int x = 0; x < width / 2; ++x) {
