@@ -248,6 +248,33 @@ class PictureMatrix : public ::testing::Test {
     return {};
   }
 
+  // Every format, size and host kind with each of `sources`.
+  void expectPictures(std::initializer_list<Source> sources) {
+    const Format formats[] = {{"RGB24", 24, kTagRGB3}, {"RGB32", 32, kTagRGB4},
+                              {"I420", 12, kTagI420}, {"NV12", 12, kTagNV12}};
+    const int sizes[][2] = {{640, 480}, {720, 1280}, {480, 480}};
+    for (const Format& format : formats) {
+      for (const auto& size : sizes) {
+        const int w = size[0], h = size[1];
+        const size_t bytes = format.bitCount == 12
+                                 ? size_t(w) * h * 3 / 2
+                                 : ((size_t(w) * format.bitCount / 8 + 3) & ~size_t(3)) * h;
+        for (bool flipHost : {false, true}) {
+          stream->m_isFlipHost = flipHost;
+          stream->request(w, h, format.bitCount, format.fourcc);
+          for (Source source : sources) {
+            SCOPED_TRACE(testing::Message() << format.name << " " << w << "x" << h << ", "
+                                            << kSourceNames[int(source)] << ", "
+                                            << (flipHost ? "flip-list host" : "plain host"));
+            GuardedSample sample(long(bytes), kUnwritten);
+            const Expected expected = deliver(source, format, w, h, &sample.sample);
+            EXPECT_TRUE(holdsPicture(sample.memory.data(), format, w, h, expected, flipHost));
+          }
+        }
+      }
+    }
+  }
+
   FakeClock clock;
   PinBesideFilter<> pin{clock};
   OpenStream* stream = pin.stream.get();
@@ -256,32 +283,13 @@ class PictureMatrix : public ::testing::Test {
   uint64_t timestamp = 1000;
 };
 
-TEST_F(PictureMatrix, EveryFormatSizeSourceAndHostGetsThePictureFittedInItsOwnLayout) {
-  const Format formats[] = {
-      {"RGB24", 24, kTagRGB3}, {"RGB32", 32, kTagRGB4}, {"I420", 12, kTagI420},
-      {"NV12", 12, kTagNV12}};
-  const int sizes[][2] = {{640, 480}, {720, 1280}, {480, 480}};
-  for (const Format& format : formats) {
-    for (const auto& size : sizes) {
-      const int w = size[0], h = size[1];
-      const size_t bytes = format.bitCount == 12
-                               ? size_t(w) * h * 3 / 2
-                               : ((size_t(w) * format.bitCount / 8 + 3) & ~size_t(3)) * h;
-      for (bool flipHost : {false, true}) {
-        stream->m_isFlipHost = flipHost;
-        stream->request(w, h, format.bitCount, format.fourcc);
-        for (Source source : {Source::MemorySameSize, Source::MemoryScaled, Source::Texture,
-                              Source::Placeholder}) {
-          SCOPED_TRACE(testing::Message() << format.name << " " << w << "x" << h << ", "
-                                          << kSourceNames[int(source)] << ", "
-                                          << (flipHost ? "flip-list host" : "plain host"));
-          GuardedSample sample(long(bytes), kUnwritten);
-          const Expected expected = deliver(source, format, w, h, &sample.sample);
-          EXPECT_TRUE(holdsPicture(sample.memory.data(), format, w, h, expected, flipHost));
-        }
-      }
-    }
-  }
+TEST_F(PictureMatrix, MemoryFramesAndThePlaceholderAreFittedInEveryFormatSizeAndHost) {
+  expectPictures({Source::MemorySameSize, Source::MemoryScaled, Source::Placeholder});
+}
+
+// Read at the sample's size straight into it, or at another size and scaled like a memory frame.
+TEST_F(PictureMatrix, TextureFramesAreFittedAndTurnedLikeMemoryFrames) {
+  expectPictures({Source::Texture});
 }
 
 // This program links no stored pictures: the one the placeholder needs is missing.
