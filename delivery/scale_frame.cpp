@@ -11,14 +11,6 @@
 
 namespace {
 
-// This libyuv's ScalePlane checks nothing itself; refuse as its other operations do.
-void scalePlane(const uint8_t* src, int32_t srcStride, int32_t srcWidth, int32_t srcHeight,
-                uint8_t* dst, int32_t dstStride, int32_t dstWidth, int32_t dstHeight) {
-  if (!src || !dst || srcWidth < 1 || srcHeight < 1 || dstWidth < 1 || dstHeight < 1) return;
-  libyuv::ScalePlane(src, srcStride, srcWidth, srcHeight, dst, dstStride, dstWidth, dstHeight,
-                     libyuv::kFilterBilinear);
-}
-
 void logStatistics() {
   char line[OutputStatistics::kLineSize] = {};
   if (scaleFrameStatistics().count(line)) LogPrint(1, "%s", line);
@@ -44,8 +36,8 @@ void scalePlanar(const uint8_t* src, int32_t sw, int32_t sh, const SampleImage& 
   crop.y &= ~1;
   const PlaneLayout from = planeLayout(tag, sw, sh);
   const PlaneLayout into = planeLayout(tag, sample.width, sample.height);
-  scalePlane(src + crop.y * int64_t(sw) + crop.x, from.stride[0], crop.width, crop.height,
-             sample.data, into.stride[0], dw, dh);
+  libyuv::ScalePlane(src + crop.y * int64_t(sw) + crop.x, from.stride[0], crop.width,
+                     crop.height, sample.data, into.stride[0], dw, dh, libyuv::kFilterBilinear);
   const int64_t chromaX = crop.x / 2, chromaY = crop.y / 2;
   if (tag == kTagNV12) {
     libyuv::UVScale(src + from.offset[1] + chromaY * from.stride[1] + chromaX * 2, from.stride[1],
@@ -54,9 +46,9 @@ void scalePlanar(const uint8_t* src, int32_t sw, int32_t sh, const SampleImage& 
     return;
   }
   for (int i = 1; i < 3; ++i) {
-    scalePlane(src + from.offset[i] + chromaY * from.stride[i] + chromaX, from.stride[i],
-               half(crop.width), half(crop.height), sample.data + into.offset[i], into.stride[i],
-               half(dw), half(dh));
+    libyuv::ScalePlane(src + from.offset[i] + chromaY * from.stride[i] + chromaX, from.stride[i],
+                       half(crop.width), half(crop.height), sample.data + into.offset[i],
+                       into.stride[i], half(dw), half(dh), libyuv::kFilterBilinear);
   }
 }
 
@@ -67,7 +59,8 @@ void ScaleFrame(const uint8_t* src, int32_t srcWidth, int32_t srcHeight, const S
                 FrameBuffer& scaledFrame, bool flip) {
   logStatistics();
   const uint32_t tag = sampleTag(sample.bitCount, sample.fourcc);
-  // An empty placeholder arrives as a null source; the sample then keeps what it held.
+  // An empty placeholder arrives as a null source; the sample then keeps what it held. This
+  // libyuv's ScalePlane checks nothing itself, so sizes are checked here for every format.
   if (!src || !sample.data || tag == 0 || srcWidth < 1 || srcHeight < 1) return;
   if (pictureWidth < 1 || pictureHeight < 1 || pictureWidth > sample.width ||
       pictureHeight > sample.height) {

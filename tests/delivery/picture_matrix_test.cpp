@@ -27,7 +27,6 @@ constexpr double kMaxError = 6;
 constexpr double kMeanError = 2;
 
 constexpr uint32_t kServedId = 91;
-constexpr uint8_t kUnwritten = 0x5A;
 
 struct Colour {
   double r, g, b;
@@ -38,7 +37,7 @@ struct Colour {
 // with another.
 Colour pictureAt(double u, double v) { return {255 * u, 255 * v, 255 * (1 - (u + v) / 2)}; }
 
-// Limited-range Y, U, V of a full-range colour, BT.601 or BT.709.
+// Limited-range Y, U, V (in r, g, b) of a full-range colour, BT.601 or BT.709.
 Colour limitedYuv(Colour c, bool is709) {
   const double kr = is709 ? 0.2126 : 0.299, kb = is709 ? 0.0722 : 0.114;
   const double luma = kr * c.r + (1 - kr - kb) * c.g + kb * c.b;
@@ -48,162 +47,101 @@ Colour limitedYuv(Colour c, bool is709) {
 
 uint8_t code(double value) { return uint8_t(std::lround(std::clamp(value, 0.0, 255.0))); }
 
-enum class Fit { Crop, Letterbox };
-
-// Where the point (x, y) of a dw by dh target, in pixels, lies in a sw by sh picture: the centred
-// part of the picture with the target's shape fills it, or the whole picture lies centred in it
-// and its margins repeat the picture's edges.
-Colour pictureSeenAt(Fit fit, int sw, int sh, int dw, int dh, double x, double y) {
-  double u = x / dw, v = y / dh;
-  const double source = double(sw) / sh, target = double(dw) / dh;
-  const double share = fit == Fit::Crop ? std::min(source, target) / std::max(source, target)
-                                        : std::max(source, target) / std::min(source, target);
-  if ((source > target) == (fit == Fit::Crop)) {
-    u = 0.5 + (u - 0.5) * share;
-  } else {
-    v = 0.5 + (v - 0.5) * share;
+// What a source of sw by sh should give: its centred part of the target's shape fills the target
+// (crop), or all of it lies centred in the target with its edges repeated around (letterbox).
+struct Fitted {
+  int sw, sh;
+  bool letterbox, is709;
+  // The colour at point (x, y) of a dw by dh target, in pixels, or YUV in the chosen matrix.
+  Colour at(int dw, int dh, double x, double y, bool yuv) const {
+    double u = x / dw, v = y / dh;
+    const double source = double(sw) / sh, target = double(dw) / dh;
+    const double share = std::min(source, target) / std::max(source, target);
+    if ((source > target) != letterbox) {
+      u = 0.5 + (u - 0.5) * (letterbox ? 1 / share : share);
+    } else {
+      v = 0.5 + (v - 0.5) * (letterbox ? 1 / share : share);
+    }
+    const Colour c = pictureAt(std::clamp(u, 0.0, 1.0), std::clamp(v, 0.0, 1.0));
+    return yuv ? limitedYuv(c, is709) : c;
   }
-  return pictureAt(std::clamp(u, 0.0, 1.0), std::clamp(v, 0.0, 1.0));
-}
+};
 
-// 32-bit blue-first pixels of the picture at sw by sh, bottom row first as RGB samples hold them.
-std::vector<uint8_t> packedPicture(int sw, int sh) {
+// The picture at sw by sh: 32-bit rows bottom first, blue first (as the mixer gives RGB hosts) or
+// top first, red first (a texture); or BT.601 I420 or NV12 planes, chroma from each 2 by 2.
+std::vector<uint8_t> source(int sw, int sh, uint32_t layout) {
   std::vector<uint8_t> bytes;
-  for (int y = sh - 1; y >= 0; --y) {
+  const bool planar = layout == kTagI420 || layout == kTagNV12, texture = layout == kTagABGR;
+  for (int row = 0; row < sh; ++row) {
+    const int y = texture || planar ? row : sh - 1 - row;
     for (int x = 0; x < sw; ++x) {
       const Colour c = pictureAt((x + 0.5) / sw, (y + 0.5) / sh);
-      bytes.insert(bytes.end(), {code(c.b), code(c.g), code(c.r), 255});
-    }
-  }
-  return bytes;
-}
-
-// BT.601 planar pixels of the picture at sw by sh (both even), top row first: Y, then U and V
-// planes, or interleaved UV pairs for NV12. Chroma is the picture at the middle of each 2 by 2.
-std::vector<uint8_t> planarPicture(int sw, int sh, bool nv12) {
-  std::vector<uint8_t> bytes(size_t(sw) * sh * 3 / 2);
-  for (int y = 0; y < sh; ++y) {
-    for (int x = 0; x < sw; ++x) {
-      const Colour yuv = limitedYuv(pictureAt((x + 0.5) / sw, (y + 0.5) / sh), false);
-      bytes[size_t(y) * sw + x] = code(yuv.r);
-    }
-  }
-  uint8_t* u = &bytes[size_t(sw) * sh];
-  uint8_t* v = u + size_t(sw) * sh / 4;
-  for (int y = 0; y < sh / 2; ++y) {
-    for (int x = 0; x < sw / 2; ++x) {
-      const Colour yuv = limitedYuv(pictureAt((2 * x + 1.0) / sw, (2 * y + 1.0) / sh), false);
-      const size_t at = size_t(y) * (sw / 2) + x;
-      if (nv12) {
-        u[at * 2] = code(yuv.g);
-        u[at * 2 + 1] = code(yuv.b);
+      if (planar) {
+        bytes.push_back(code(limitedYuv(c, false).r));
       } else {
-        u[at] = code(yuv.g);
-        v[at] = code(yuv.b);
+        const double first = texture ? c.r : c.b, third = texture ? c.b : c.r;
+        bytes.insert(bytes.end(), {code(first), code(c.g), code(third), 255});
       }
     }
   }
+  const size_t quarter = size_t(sw) * sh / 4;
+  bytes.resize(planar ? bytes.size() + 2 * quarter : bytes.size());
+  for (size_t at = 0; planar && at < quarter; ++at) {
+    const int x = int(at % (sw / 2)), y = int(at / (sw / 2));
+    const Colour yuv = limitedYuv(pictureAt((2 * x + 1.0) / sw, (2 * y + 1.0) / sh), false);
+    uint8_t* chroma = &bytes[size_t(sw) * sh];
+    chroma[layout == kTagNV12 ? 2 * at : at] = code(yuv.g);
+    chroma[layout == kTagNV12 ? 2 * at + 1 : at + quarter] = code(yuv.b);
+  }
   return bytes;
 }
 
-RgbaImage texturePicture(int sw, int sh) {
-  RgbaImage image = {sw, sh, {}};
-  for (int y = 0; y < sh; ++y) {
-    for (int x = 0; x < sw; ++x) {
-      const Colour c = pictureAt((x + 0.5) / sw, (y + 0.5) / sh);
-      image.pixels.insert(image.pixels.end(), {code(c.r), code(c.g), code(c.b), 255});
+// Compares a w by h sample with what it should hold. Packed rows are padded to 4 bytes and lie
+// bottom row first, top row first for a flip-list host; planar samples are top row first for
+// every host.
+::testing::AssertionResult holdsPicture(const uint8_t* sample, int bitCount, uint32_t fourcc,
+                                        int w, int h, const Fitted& expected, bool flipHost) {
+  double largest[3] = {}, sum[3] = {};
+  long count[3] = {};
+  auto compare = [&](int channel, double want, uint8_t got) {
+    largest[channel] = std::max(largest[channel], std::abs(want - got));
+    sum[channel] += std::abs(want - got);
+    ++count[channel];
+  };
+  const int pixelBytes = bitCount / 8;
+  const size_t stride = bitCount == 12 ? w : (size_t(w) * pixelBytes + 3) & ~size_t(3);
+  for (int row = 0; row < h; ++row) {
+    const int y = flipHost || bitCount == 12 ? row : h - 1 - row;
+    for (int x = 0; x < w; ++x) {
+      const Colour c = expected.at(w, h, x + 0.5, y + 0.5, bitCount == 12);
+      const uint8_t* p = sample + row * stride + size_t(x) * std::max(pixelBytes, 1);
+      compare(0, bitCount == 12 ? c.r : c.b, p[0]);
+      if (bitCount == 12) continue;
+      compare(1, c.g, p[1]);
+      compare(2, c.r, p[2]);
     }
   }
-  return image;
+  const uint8_t* chroma = sample + size_t(w) * h;
+  const size_t quarter = size_t(w) * h / 4;
+  for (size_t at = 0; bitCount == 12 && at < quarter; ++at) {
+    const int x = int(at % (w / 2)), y = int(at / (w / 2));
+    const Colour yuv = expected.at(w, h, 2 * x + 1.0, 2 * y + 1.0, true);
+    compare(1, yuv.g, chroma[fourcc == kTagNV12 ? 2 * at : at]);
+    compare(2, yuv.b, chroma[fourcc == kTagNV12 ? 2 * at + 1 : at + quarter]);
+  }
+  std::ostringstream report;
+  bool within = true;
+  for (int channel = 0; channel < 3; ++channel) {
+    const double mean = sum[channel] / count[channel];
+    within = within && largest[channel] <= kMaxError && mean <= kMeanError;
+    report << " channel " << channel << ": max " << largest[channel] << ", mean " << mean;
+  }
+  return (within ? ::testing::AssertionSuccess() : ::testing::AssertionFailure()) << report.str();
 }
-
-struct Format {
-  const char* name;
-  int32_t bitCount;
-  uint32_t fourcc;
-};
 
 enum class Source { MemorySameSize, MemoryScaled, Texture, Placeholder };
 const char* const kSourceNames[] = {"memory frame same size", "memory frame scaled",
                                     "texture frame", "placeholder"};
-
-// What a sample should hold: the picture from a sw by sh source, fitted, in a matrix for planar.
-struct Expected {
-  int sw, sh;
-  Fit fit;
-  bool is709;
-};
-
-// Largest and mean difference per channel, and the first place of the largest.
-class Differences {
- public:
-  void add(int channel, double expected, uint8_t actual, int x, int y) {
-    const double error = std::abs(expected - actual);
-    if (error > m_max[channel]) {
-      m_max[channel] = error;
-      m_where[channel] = {x, y};
-    }
-    m_sum[channel] += error;
-    ++m_count[channel];
-  }
-  ::testing::AssertionResult withinTolerance() const {
-    std::ostringstream report;
-    bool within = true;
-    for (int channel = 0; channel < 3; ++channel) {
-      const double mean = m_count[channel] ? m_sum[channel] / m_count[channel] : 255;
-      within = within && m_max[channel] <= kMaxError && mean <= kMeanError;
-      report << " channel " << channel << ": max " << m_max[channel] << " at ("
-             << m_where[channel].first << ", " << m_where[channel].second << "), mean " << mean;
-    }
-    return (within ? ::testing::AssertionSuccess() : ::testing::AssertionFailure()) << report.str();
-  }
-
- private:
-  double m_max[3] = {}, m_sum[3] = {};
-  long m_count[3] = {};
-  std::pair<int, int> m_where[3] = {};
-};
-
-// Compares a w by h sample with the picture it should hold. Packed rows are padded to 4 bytes
-// and lie bottom row first, top row first for a flip-list host; planar samples are top row first
-// for every host.
-::testing::AssertionResult holdsPicture(const uint8_t* sample, const Format& format, int w, int h,
-                                        const Expected& e, bool flipHost) {
-  Differences differences;
-  if (format.bitCount != 12) {
-    const int bytesPerPixel = format.bitCount / 8;
-    const size_t stride = (size_t(w) * bytesPerPixel + 3) & ~size_t(3);
-    for (int row = 0; row < h; ++row) {
-      const int y = flipHost ? row : h - 1 - row;
-      for (int x = 0; x < w; ++x) {
-        const Colour c = pictureSeenAt(e.fit, e.sw, e.sh, w, h, x + 0.5, y + 0.5);
-        const uint8_t* p = sample + row * stride + size_t(x) * bytesPerPixel;
-        differences.add(0, c.b, p[0], x, y);
-        differences.add(1, c.g, p[1], x, y);
-        differences.add(2, c.r, p[2], x, y);
-      }
-    }
-    return differences.withinTolerance();
-  }
-  for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) {
-      const Colour c = pictureSeenAt(e.fit, e.sw, e.sh, w, h, x + 0.5, y + 0.5);
-      differences.add(0, limitedYuv(c, e.is709).r, sample[size_t(y) * w + x], x, y);
-    }
-  }
-  const uint8_t* chroma = sample + size_t(w) * h;
-  const bool nv12 = format.fourcc == kTagNV12;
-  for (int y = 0; y < h / 2; ++y) {
-    for (int x = 0; x < w / 2; ++x) {
-      const Colour yuv =
-          limitedYuv(pictureSeenAt(e.fit, e.sw, e.sh, w, h, 2 * x + 1.0, 2 * y + 1.0), e.is709);
-      const size_t at = size_t(y) * (w / 2) + x;
-      differences.add(1, yuv.g, nv12 ? chroma[at * 2] : chroma[at], x, y);
-      differences.add(2, yuv.b, nv12 ? chroma[at * 2 + 1] : chroma[at + size_t(w) * h / 4], x, y);
-    }
-  }
-  return differences.withinTolerance();
-}
 
 class PictureMatrix : public ::testing::Test {
  protected:
@@ -211,64 +149,50 @@ class PictureMatrix : public ::testing::Test {
     auto reader = std::make_unique<ServedTextureHelper>();
     served = reader.get();
     stream->m_pSharedTexHelper = std::move(reader);
-    served->serve(kServedId, DXGI_FORMAT_R8G8B8A8_UNORM, texturePicture(640, 480));
+    const std::vector<uint8_t> texture = source(640, 480, kTagABGR);
+    served->serve(kServedId, DXGI_FORMAT_R8G8B8A8_UNORM, {640, 480, texture});
     // The stored picture as the memory path keeps it, bottom row first.
-    const std::vector<uint8_t> card = packedPicture(1280, 720);
+    const std::vector<uint8_t> card = source(1280, 720, kTagRGB4);
     stream->m_placeholderFrame.resize(1280, 720, kTagRGB4);
     std::copy(card.begin(), card.end(), stream->m_placeholderFrame.plane[0]);
   }
 
-  // Puts a frame of the source into the region and has the memory path fill a sample.
-  Expected deliver(Source source, const Format& format, int w, int h, IMediaSample* sample) {
-    const bool planar = format.bitCount == 12;
-    switch (source) {
-      case Source::MemorySameSize:
-      case Source::MemoryScaled: {
-        const int sw = source == Source::MemoryScaled ? 1280 : w;
-        const int sh = source == Source::MemoryScaled ? 720 : h;
-        writer.publish(frameRecord(sw, sh, ++timestamp),
-                       planar ? planarPicture(sw, sh, format.fourcc == kTagNV12)
-                              : packedPicture(sw, sh));
-        stream->deliver(sample);
-        return {sw, sh, Fit::Crop, false};
-      }
-      case Source::Texture: {
-        CaptureFrameRecord record = frameRecord(640, 480, ++timestamp, kServedId);
-        record.is709 = 1;
-        record.isFullRange = 0;
-        writer.publish(record);
-        stream->deliver(sample);
-        return {640, 480, Fit::Crop, true};
-      }
-      case Source::Placeholder:
-        writer.publish(frameRecord(0, 0, ++timestamp));
-        stream->deliver(sample);
-        return {1280, 720, Fit::Letterbox, false};
+  // Puts a frame of `from` into the region and has the memory path fill a sample.
+  Fitted deliver(Source from, int bitCount, uint32_t fourcc, int w, int h, IMediaSample* sample) {
+    const int sw = from == Source::MemorySameSize ? w : from == Source::Texture ? 640 : 1280;
+    const int sh = from == Source::MemorySameSize ? h : from == Source::Texture ? 480 : 720;
+    CaptureFrameRecord record = frameRecord(sw, sh, ++timestamp);
+    if (from == Source::Texture) {
+      record = frameRecord(sw, sh, timestamp, kServedId);
+      record.is709 = 1;
     }
-    return {};
+    if (from == Source::Placeholder) record = frameRecord(0, 0, timestamp);
+    writer.publish(record, source(sw, sh, bitCount == 12 ? fourcc : kTagRGB4));
+    stream->deliver(sample);
+    return {sw, sh, from == Source::Placeholder, from == Source::Texture};
   }
 
-  // Every format, size and host kind with each of `sources`.
+  // Every format, size and kind of host with each of `sources`.
   void expectPictures(std::initializer_list<Source> sources) {
-    const Format formats[] = {{"RGB24", 24, kTagRGB3}, {"RGB32", 32, kTagRGB4},
-                              {"I420", 12, kTagI420}, {"NV12", 12, kTagNV12}};
-    const int sizes[][2] = {{640, 480}, {720, 1280}, {480, 480}};
-    for (const Format& format : formats) {
-      for (const auto& size : sizes) {
-        const int w = size[0], h = size[1];
-        const size_t bytes = format.bitCount == 12
-                                 ? size_t(w) * h * 3 / 2
-                                 : ((size_t(w) * format.bitCount / 8 + 3) & ~size_t(3)) * h;
+    const std::pair<int, uint32_t> formats[] = {
+        {24, kTagRGB3}, {32, kTagRGB4}, {12, kTagI420}, {12, kTagNV12}};
+    const std::pair<int, int> sizes[] = {{640, 480}, {720, 1280}, {480, 480}};
+    for (auto [bitCount, fourcc] : formats) {
+      for (auto [w, h] : sizes) {
+        const size_t bytes = bitCount == 12 ? size_t(w) * h * 3 / 2
+                                            : ((size_t(w) * bitCount / 8 + 3) & ~size_t(3)) * h;
         for (bool flipHost : {false, true}) {
           stream->m_isFlipHost = flipHost;
-          stream->request(w, h, format.bitCount, format.fourcc);
-          for (Source source : sources) {
-            SCOPED_TRACE(testing::Message() << format.name << " " << w << "x" << h << ", "
-                                            << kSourceNames[int(source)] << ", "
-                                            << (flipHost ? "flip-list host" : "plain host"));
-            GuardedSample sample(long(bytes), kUnwritten);
-            const Expected expected = deliver(source, format, w, h, &sample.sample);
-            EXPECT_TRUE(holdsPicture(sample.memory.data(), format, w, h, expected, flipHost));
+          stream->request(w, h, bitCount, fourcc);
+          for (Source from : sources) {
+            SCOPED_TRACE(testing::Message()
+                         << std::string(reinterpret_cast<const char*>(&fourcc), 4) << " "
+                         << bitCount << " bits " << w << "x" << h << ", "
+                         << kSourceNames[int(from)] << (flipHost ? ", flip-list host" : ""));
+            GuardedSample sample(long(bytes), 0x5A);
+            const Fitted expected = deliver(from, bitCount, fourcc, w, h, &sample.sample);
+            EXPECT_TRUE(holdsPicture(sample.memory.data(), bitCount, fourcc, w, h, expected,
+                                     flipHost));
           }
         }
       }

@@ -44,81 +44,8 @@ std::vector<uint8_t> cutOut(const uint8_t* argb, int32_t width, const Rect& area
   return out;
 }
 
-// 24-bit rows of a `width`-pixel image, each padded to 4 bytes with `pad`.
-std::vector<uint8_t> toRgb24(const std::vector<uint8_t>& argb, int32_t width, uint8_t pad) {
-  std::vector<uint8_t> out;
-  for (size_t i = 0; i < argb.size(); i += 4) {
-    out.insert(out.end(), &argb[i], &argb[i] + 3);
-    if ((i / 4 + 1) % width == 0) out.resize((out.size() + 3) & ~size_t(3), pad);
-  }
-  return out;
-}
-
 std::vector<uint8_t> bytes(const GuardedBuffer& buffer, size_t from = 0, size_t count = 0) {
   return {buffer.data() + from, buffer.data() + (count ? from + count : buffer.size())};
-}
-
-// Samples end at a guard page; 24-bit rows are padded to 4 bytes, and the padding is not written.
-TEST(ScaleFrame, PackedOutputMatchesPlainReference) {
-  struct Case {
-    int32_t sw, sh, dw, dh, bitCount;
-    bool flip;
-  } const cases[] = {{33, 17, 33, 17, 24, false}, {33, 17, 33, 17, 24, true},
-                     {1, 1, 1, 1, 24, true},      {35, 9, 35, 9, 32, true},
-                     {64, 48, 33, 19, 24, true},  {64, 48, 33, 19, 32, true}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.sw << "x" << c.sh << " -> " << c.dw << "x" << c.dh
-                                    << " at " << c.bitCount << " flip " << c.flip);
-    GuardedBuffer source(size_t(c.sw) * c.sh * 4);
-    fillPattern(source.data(), c.sw, c.sh);
-    GuardedBuffer sample(((size_t(c.dw) * c.bitCount / 8 + 3) & ~size_t(3)) * c.dh, kUnwritten);
-    FrameBuffer scratch;
-    ScaleFrame(source.data(), c.sw, c.sh, sample.data(), c.dw, c.dh, c.bitCount, kCrop, scratch,
-               c.flip, kTagRGBA);
-
-    std::vector<uint8_t> expected;
-    if (c.sw == c.dw) {
-      expected = cutOut(source.data(), c.sw, Rect{0, 0, c.sw, c.sh}, c.flip);
-    } else {  // the 24-bit output is the 32-bit one without alpha
-      GuardedBuffer wide(size_t(c.dw) * c.dh * 4);
-      ScaleFrame(source.data(), c.sw, c.sh, wide.data(), c.dw, c.dh, 32, kCrop, scratch, c.flip,
-                 kTagRGBA);
-      expected = bytes(wide);
-    }
-    EXPECT_EQ(c.bitCount == 24 ? toRgb24(expected, c.dw, kUnwritten) : expected, bytes(sample));
-  }
-}
-
-// Constant planes stay constant under any crop and scale (but for a code that libyuv's pair
-// filter loses), so each plane's bytes show where it went: U and V never blend, and every chroma
-// row of the sample is written. The mixer's own sizes may be odd; its chroma then rounds up.
-TEST(ScaleFrame, PlanarPlanesLandAtTheirOffsetsWholeAndUnblended) {
-  struct Case {
-    uint32_t fourcc;
-    int32_t sw, sh, dw, dh;
-  } const cases[] = {{kTagI420, 64, 48, 64, 48}, {kTagI420, 65, 49, 32, 24},
-                     {kTagI420, 1280, 720, 640, 480}, {kTagNV12, 66, 38, 66, 38},
-                     {kTagNV12, 67, 37, 96, 72}, {kTagNV12, 64, 48, 720, 1280}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(testing::Message() << std::string(reinterpret_cast<const char*>(&c.fourcc), 4)
-                                    << " " << c.sw << "x" << c.sh << " -> " << c.dw << "x" << c.dh);
-    const size_t srcLuma = size_t(c.sw) * c.sh, srcChroma = size_t(c.sw + 1) / 2 * ((c.sh + 1) / 2);
-    const size_t dstLuma = size_t(c.dw) * c.dh, dstChroma = dstLuma / 4;
-    GuardedBuffer source(srcLuma + 2 * srcChroma, 30);
-    memset(source.data(), 10, srcLuma);
-    for (size_t i = 0; i < srcChroma; ++i) {
-      source.data()[c.fourcc == kTagNV12 ? srcLuma + 2 * i : srcLuma + i] = 20;
-    }
-    GuardedBuffer sample(dstLuma + 2 * dstChroma, kUnwritten);
-    FrameBuffer scratch;
-    ScaleFrame(source.data(), c.sw, c.sh, sample.data(), c.dw, c.dh, 12, kCrop, scratch, true,
-               c.fourcc);
-    EXPECT_EQ(std::vector<uint8_t>(dstLuma, 10), bytes(sample, 0, dstLuma));
-    for (size_t i = 0; i < 2 * dstChroma; ++i) {
-      const bool isU = c.fourcc == kTagNV12 ? i % 2 == 0 : i < dstChroma;
-      ASSERT_NEAR(sample.data()[dstLuma + i], isU ? 20 : 30, 1) << "chroma byte " << i;
-    }
-  }
 }
 
 // A size below one on either side, or no source at all, leaves the sample as it was.
