@@ -59,6 +59,9 @@ TEST(FrameBuffer, StorageOnlyGrowsKeepsItsBytesAndCarriesThePlanes) {
   EXPECT_EQ(64u * 48 * 3, frame.capacity);
   EXPECT_EQ(storage + 32 * 16, frame.plane[1]);
   EXPECT_EQ(16, frame.stride[2]);
+  // Four bytes more than it holds is still more.
+  frame.resize(2305, 1, kTagRGB4);
+  EXPECT_EQ(2305u * 4, frame.capacity);
 }
 
 }  // namespace
