@@ -33,3 +33,9 @@ bool LayoutSwitchGuard::admits(uint64_t timestampMs, uint32_t width, uint32_t he
   m_guarding = false;
   return true;
 }
+
+uint32_t LayoutSwitchGuard::msUntilSettled(uint32_t nowMs) {
+  std::lock_guard<std::mutex> lock(m_lock);
+  const uint32_t since = nowMs - m_requestMs;
+  return m_guarding && since < kSettleMs ? kSettleMs - since : 0;
+}

@@ -23,6 +23,9 @@ class LayoutSwitchGuard {
   // into a sample.
   bool admits(uint64_t timestampMs, uint32_t width, uint32_t height, uint32_t nowMs);
 
+  // Milliseconds from `nowMs` until frames of any size are trusted again; 0 when not guarding.
+  uint32_t msUntilSettled(uint32_t nowMs);
+
   // How long after a request a mixer has surely read it, even at its slowest frame rate.
   static constexpr uint32_t kSettleMs = 500;
 

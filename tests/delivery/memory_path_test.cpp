@@ -207,6 +207,20 @@ TEST_F(MemoryPath, SecondOutputSizeLiesInTheSampleAtItsStridesOrIsNotUsed) {
   }
 }
 
+// After a switch of layout at the same size the sample waits until the mixer has surely read the
+// request, rather than show the placeholder: a frame published once after the switch is shown.
+TEST_F(MemoryPath, FramePublishedOnceAfterASwitchOfLayoutIsShownNotThePlaceholder) {
+  FrameWriter writer(true, kFrameHeaderSize, kWidth, kHeight);
+  writer.publish(frameRecord(kWidth, kHeight, timeGetTime()));
+  ASSERT_TRUE(mixerFrameArrives());
+  stream->request(kWidth, kHeight, 12, kTagI420);
+  stream->UpdateVideoOutParamIntoSharedMemory();
+  writer.publish(frameRecord(kWidth, kHeight, timeGetTime() + 1));
+  sample->SetSyncPoint(FALSE);
+  stream->FillBuffer(sample);
+  EXPECT_EQ(sample->IsSyncPoint(), S_OK);
+}
+
 TEST_F(MemoryPath, RecordThatCannotBeUnsealedIsReadPlainWithTheMutexGivenBack) {
   const uint64_t logStart = fileSizeOf(cameraLog());
   // Plain buffers 4 bytes off an 8-byte boundary: read as sealed, the buffer offset is a length
