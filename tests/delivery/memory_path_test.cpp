@@ -169,39 +169,29 @@ TEST_F(MemoryPath, SecondOutputSizeLiesInTheSampleAtItsStridesOrIsNotUsed) {
                {12, 641, 361, 640, 360}, {12, 320, 1, kWidth, kHeight}};
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.bitCount << " bits, " << c.width << "x" << c.height);
-    // Planes of the sample (I420 for 12 bits): stride, rows, and what the picture takes of them.
-    struct Plane {
-      int stride, rows, pictureRows, pictureBytes;
-    };
     const bool planar = c.bitCount == 12;
     const int pixel = planar ? 1 : c.bitCount / 8;
-    std::vector<Plane> planes = {
-        {kWidth * pixel, kHeight, c.deliveredHeight, c.deliveredWidth * pixel}};
-    const Plane chroma = {kWidth / 2, kHeight / 2, c.deliveredHeight / 2, c.deliveredWidth / 2};
-    if (planar) planes.insert(planes.end(), 2, chroma);
-    size_t sampleBytes = 0;
-    for (const Plane& plane : planes) sampleBytes += size_t(plane.stride) * plane.rows;
-    GuardedSample guardedSample(long(sampleBytes), 0x5A);
+    GuardedSample guarded(long(kWidth) * kHeight * (planar ? 3 : 2 * pixel) / 2, 0x5A);
     stream->request(kWidth, kHeight, c.bitCount, planar ? kTagI420 : kTagRGBA);
     OutputSizeList sizes = {{kWidth, kHeight}, {c.width, c.height}};
     ASSERT_EQ(stream->SetOutputWidthHeight(&sizes), S_OK);
     // Planar frames of the requested size after packed ones of another: the mixer has followed
     // the switch of layout.
     writer.publish(frameRecord(planar ? kWidth : 64, planar ? kHeight : 48, timeGetTime() + 1));
-    stream->deliver(&guardedSample.sample);
+    stream->deliver(&guarded.sample);
 
     int width = 0, height = 0;
     stream->GetOutputWidthHeight(&width, &height);
     EXPECT_EQ(width, c.deliveredWidth);
     EXPECT_EQ(height, c.deliveredHeight);
-    const BYTE* row = guardedSample.memory.data();
-    for (size_t i = 0; i < planes.size(); ++i) {
-      for (int y = 0; y < planes[i].rows; ++y, row += planes[i].stride) {
-        const bool inPicture = y < planes[i].pictureRows;
-        const BYTE* pictureEnd = row + (inPicture ? planes[i].pictureBytes : 0);
-        const BYTE* rowEnd = row + planes[i].stride;
-        ASSERT_EQ(std::count(pictureEnd, rowEnd, 0x5A), rowEnd - pictureEnd) << i << ", " << y;
-        if (inPicture) ASSERT_LT(std::count(row, pictureEnd, 0x5A), pictureEnd - row) << i;
+    // Each plane of the sample (I420 for 12 bits) holds the picture at the start of its rows.
+    const BYTE* row = guarded.memory.data();
+    for (int plane = 0; plane < (planar ? 3 : 1); ++plane) {
+      const int half = plane ? 2 : 1, stride = kWidth * pixel / half;
+      for (int y = 0; y < kHeight / half; ++y, row += stride) {
+        const int picture = y < c.deliveredHeight / half ? c.deliveredWidth * pixel / half : 0;
+        ASSERT_EQ(std::count(row + picture, row + stride, 0x5A), stride - picture) << plane << y;
+        if (picture) ASSERT_LT(std::count(row, row + picture, 0x5A), picture) << plane << y;
       }
     }
   }

@@ -51,7 +51,7 @@ uint8_t code(double value) { return uint8_t(std::lround(std::clamp(value, 0.0, 2
 // (crop), or all of it lies centred in the target with its edges repeated around (letterbox).
 struct Fitted {
   int sw, sh;
-  bool letterbox, is709;
+  bool letterbox = false, is709 = false;
   // The colour at point (x, y) of a dw by dh target, in pixels, or YUV in the chosen matrix.
   Colour at(int dw, int dh, double x, double y, bool yuv) const {
     double u = x / dw, v = y / dh;
@@ -67,67 +67,69 @@ struct Fitted {
   }
 };
 
-// The picture at sw by sh: 32-bit rows bottom first, blue first (as the mixer gives RGB hosts) or
-// top first, red first (a texture); or BT.601 I420 or NV12 planes, chroma from each 2 by 2.
-std::vector<uint8_t> source(int sw, int sh, uint32_t layout) {
-  std::vector<uint8_t> bytes;
-  const bool planar = layout == kTagI420 || layout == kTagNV12, texture = layout == kTagABGR;
-  for (int row = 0; row < sh; ++row) {
-    const int y = texture || planar ? row : sh - 1 - row;
-    for (int x = 0; x < sw; ++x) {
-      const Colour c = pictureAt((x + 0.5) / sw, (y + 0.5) / sh);
-      if (planar) {
-        bytes.push_back(code(limitedYuv(c, false).r));
-      } else {
-        const double first = texture ? c.r : c.b, third = texture ? c.b : c.r;
-        bytes.insert(bytes.end(), {code(first), code(c.g), code(third), 255});
-      }
+// Bytes of an image with the channel each belongs to: 0 to 2 (blue, green, red, or red, green,
+// blue, or Y, U, V) are compared, 3 (alpha and padding) is not.
+struct Image {
+  std::vector<double> value;
+  std::vector<int> channel;
+  void add(double byte, int of) {
+    value.push_back(byte);
+    channel.push_back(of);
+  }
+};
+
+// The picture as `fit` shows it in a w by h image at `bitCount`: blue-first rows padded to 4
+// bytes, bottom row first unless `topDown`, or red first and top down for `texture`; or I420 or
+// NV12 planes (by `fourcc`) top down, chroma from the middle of each 2 by 2.
+Image image(int w, int h, int bitCount, uint32_t fourcc, const Fitted& fit, bool topDown,
+            bool texture = false) {
+  Image out;
+  out.value.reserve(size_t(w) * h * 4);
+  out.channel.reserve(size_t(w) * h * 4);
+  const bool planar = bitCount == 12;
+  for (int row = 0; row < h; ++row) {
+    const int y = topDown || planar ? row : h - 1 - row;
+    for (int x = 0; x < w; ++x) {
+      const Colour c = fit.at(w, h, x + 0.5, y + 0.5, planar);
+      out.add(texture || planar ? c.r : c.b, 0);
+      if (planar) continue;
+      out.add(c.g, 1);
+      out.add(texture ? c.b : c.r, 2);
+      if (bitCount == 32) out.add(255, 3);
     }
+    while (!planar && out.value.size() % 4) out.add(0, 3);
   }
-  const size_t quarter = size_t(sw) * sh / 4;
-  bytes.resize(planar ? bytes.size() + 2 * quarter : bytes.size());
-  for (size_t at = 0; planar && at < quarter; ++at) {
-    const int x = int(at % (sw / 2)), y = int(at / (sw / 2));
-    const Colour yuv = limitedYuv(pictureAt((2 * x + 1.0) / sw, (2 * y + 1.0) / sh), false);
-    uint8_t* chroma = &bytes[size_t(sw) * sh];
-    chroma[layout == kTagNV12 ? 2 * at : at] = code(yuv.g);
-    chroma[layout == kTagNV12 ? 2 * at + 1 : at + quarter] = code(yuv.b);
+  const size_t luma = out.value.size(), quarter = planar ? luma / 4 : 0;
+  out.value.resize(luma + 2 * quarter);
+  out.channel.resize(luma + 2 * quarter);
+  for (size_t at = 0; at < quarter; ++at) {
+    const Colour yuv = fit.at(w, h, 2 * int(at % (w / 2)) + 1.0, 2 * int(at / (w / 2)) + 1.0, true);
+    const size_t u = luma + (fourcc == kTagNV12 ? 2 * at : at);
+    const size_t v = fourcc == kTagNV12 ? u + 1 : u + quarter;
+    out.value[u] = yuv.g;
+    out.value[v] = yuv.b;
+    out.channel[u] = 1;
+    out.channel[v] = 2;
   }
+  return out;
+}
+
+std::vector<uint8_t> codes(const Image& image) {
+  std::vector<uint8_t> bytes;
+  for (double value : image.value) bytes.push_back(code(value));
   return bytes;
 }
 
-// Compares a w by h sample with what it should hold. Packed rows are padded to 4 bytes and lie
-// bottom row first, top row first for a flip-list host; planar samples are top row first for
-// every host.
-::testing::AssertionResult holdsPicture(const uint8_t* sample, int bitCount, uint32_t fourcc,
-                                        int w, int h, const Fitted& expected, bool flipHost) {
+::testing::AssertionResult holdsPicture(const uint8_t* sample, const Image& expected) {
   double largest[3] = {}, sum[3] = {};
   long count[3] = {};
-  auto compare = [&](int channel, double want, uint8_t got) {
-    largest[channel] = std::max(largest[channel], std::abs(want - got));
-    sum[channel] += std::abs(want - got);
+  for (size_t i = 0; i < expected.value.size(); ++i) {
+    const int channel = expected.channel[i];
+    if (channel == 3) continue;
+    const double error = std::abs(expected.value[i] - sample[i]);
+    largest[channel] = std::max(largest[channel], error);
+    sum[channel] += error;
     ++count[channel];
-  };
-  const int pixelBytes = bitCount / 8;
-  const size_t stride = bitCount == 12 ? w : (size_t(w) * pixelBytes + 3) & ~size_t(3);
-  for (int row = 0; row < h; ++row) {
-    const int y = flipHost || bitCount == 12 ? row : h - 1 - row;
-    for (int x = 0; x < w; ++x) {
-      const Colour c = expected.at(w, h, x + 0.5, y + 0.5, bitCount == 12);
-      const uint8_t* p = sample + row * stride + size_t(x) * std::max(pixelBytes, 1);
-      compare(0, bitCount == 12 ? c.r : c.b, p[0]);
-      if (bitCount == 12) continue;
-      compare(1, c.g, p[1]);
-      compare(2, c.r, p[2]);
-    }
-  }
-  const uint8_t* chroma = sample + size_t(w) * h;
-  const size_t quarter = size_t(w) * h / 4;
-  for (size_t at = 0; bitCount == 12 && at < quarter; ++at) {
-    const int x = int(at % (w / 2)), y = int(at / (w / 2));
-    const Colour yuv = expected.at(w, h, 2 * x + 1.0, 2 * y + 1.0, true);
-    compare(1, yuv.g, chroma[fourcc == kTagNV12 ? 2 * at : at]);
-    compare(2, yuv.b, chroma[fourcc == kTagNV12 ? 2 * at + 1 : at + quarter]);
   }
   std::ostringstream report;
   bool within = true;
@@ -147,52 +149,50 @@ class PictureMatrix : public ::testing::Test {
  protected:
   PictureMatrix() {
     auto reader = std::make_unique<ServedTextureHelper>();
-    served = reader.get();
+    const Image texture = image(640, 480, 32, 0, {640, 480}, true, true);
+    reader->serve(kServedId, DXGI_FORMAT_R8G8B8A8_UNORM, {640, 480, codes(texture)});
     stream->m_pSharedTexHelper = std::move(reader);
-    const std::vector<uint8_t> texture = source(640, 480, kTagABGR);
-    served->serve(kServedId, DXGI_FORMAT_R8G8B8A8_UNORM, {640, 480, texture});
     // The stored picture as the memory path keeps it, bottom row first.
-    const std::vector<uint8_t> card = source(1280, 720, kTagRGB4);
+    const Image card = image(1280, 720, 32, 0, {1280, 720}, false);
     stream->m_placeholderFrame.resize(1280, 720, kTagRGB4);
-    std::copy(card.begin(), card.end(), stream->m_placeholderFrame.plane[0]);
+    const std::vector<uint8_t> bytes = codes(card);
+    std::copy(bytes.begin(), bytes.end(), stream->m_placeholderFrame.plane[0]);
   }
 
-  // Puts a frame of `from` into the region and has the memory path fill a sample.
-  Fitted deliver(Source from, int bitCount, uint32_t fourcc, int w, int h, IMediaSample* sample) {
-    const int sw = from == Source::MemorySameSize ? w : from == Source::Texture ? 640 : 1280;
-    const int sh = from == Source::MemorySameSize ? h : from == Source::Texture ? 480 : 720;
-    CaptureFrameRecord record = frameRecord(sw, sh, ++timestamp);
-    if (from == Source::Texture) {
-      record = frameRecord(sw, sh, timestamp, kServedId);
-      record.is709 = 1;
-    }
-    if (from == Source::Placeholder) record = frameRecord(0, 0, timestamp);
-    writer.publish(record, source(sw, sh, bitCount == 12 ? fourcc : kTagRGB4));
-    stream->deliver(sample);
-    return {sw, sh, from == Source::Placeholder, from == Source::Texture};
-  }
-
-  // Every format, size and kind of host with each of `sources`.
+  // Every format, size and kind of host with each of `sources`: a frame of the source goes into
+  // the region, and the memory path fills a sample that ends at a guard page.
   void expectPictures(std::initializer_list<Source> sources) {
     const std::pair<int, uint32_t> formats[] = {
         {24, kTagRGB3}, {32, kTagRGB4}, {12, kTagI420}, {12, kTagNV12}};
     const std::pair<int, int> sizes[] = {{640, 480}, {720, 1280}, {480, 480}};
     for (auto [bitCount, fourcc] : formats) {
       for (auto [w, h] : sizes) {
-        const size_t bytes = bitCount == 12 ? size_t(w) * h * 3 / 2
-                                            : ((size_t(w) * bitCount / 8 + 3) & ~size_t(3)) * h;
         for (bool flipHost : {false, true}) {
           stream->m_isFlipHost = flipHost;
           stream->request(w, h, bitCount, fourcc);
           for (Source from : sources) {
             SCOPED_TRACE(testing::Message()
                          << std::string(reinterpret_cast<const char*>(&fourcc), 4) << " "
-                         << bitCount << " bits " << w << "x" << h << ", "
-                         << kSourceNames[int(from)] << (flipHost ? ", flip-list host" : ""));
-            GuardedSample sample(long(bytes), 0x5A);
-            const Fitted expected = deliver(from, bitCount, fourcc, w, h, &sample.sample);
-            EXPECT_TRUE(holdsPicture(sample.memory.data(), bitCount, fourcc, w, h, expected,
-                                     flipHost));
+                         << bitCount << " bits " << w << "x" << h << ", " << kSourceNames[int(from)]
+                         << (flipHost ? ", flip-list host" : ""));
+            const bool same = from == Source::MemorySameSize, texture = from == Source::Texture;
+            const int sw = same ? w : texture ? 640 : 1280, sh = same ? h : texture ? 480 : 720;
+            CaptureFrameRecord record = frameRecord(sw, sh, ++timestamp);
+            if (texture) record = frameRecord(sw, sh, timestamp, kServedId);
+            if (from == Source::Placeholder) record = frameRecord(0, 0, timestamp);
+            // The texture says BT.709; memory frames are BT.601, as made here.
+            record.is709 = texture;
+            if (from == Source::Texture || from == Source::Placeholder) {
+              writer.publish(record);
+            } else {
+              const Image frame = image(sw, sh, bitCount == 12 ? 12 : 32, fourcc, {sw, sh}, false);
+              writer.publish(record, codes(frame));
+            }
+            const Fitted fit = {sw, sh, from == Source::Placeholder, texture};
+            const Image expected = image(w, h, bitCount, fourcc, fit, flipHost);
+            GuardedSample sample(long(expected.value.size()), 0x5A);
+            stream->deliver(&sample.sample);
+            EXPECT_TRUE(holdsPicture(sample.memory.data(), expected));
           }
         }
       }
@@ -202,7 +202,6 @@ class PictureMatrix : public ::testing::Test {
   FakeClock clock;
   PinBesideFilter<> pin{clock};
   OpenStream* stream = pin.stream.get();
-  ServedTextureHelper* served = nullptr;
   FrameWriter writer{true, kFrameHeaderSize, 1280, 1280};
   uint64_t timestamp = 1000;
 };
