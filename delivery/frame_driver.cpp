@@ -9,6 +9,7 @@
 
 #include "diag/log.h"
 #include "filter/vcam_stream.h"
+#include "host/log_throttle.h"
 #include "host/platform.h"
 #include "link/capture_frame_record.h"
 #include "link/capture_share_memory_mgr.h"
@@ -19,10 +20,13 @@ const wchar_t kFrameEventName[] = L"ZARNCAM_INT_DEF_SINGLE_SYNFRAME_EVENT_201802
 const DWORD kFrameWaitMs = 200;
 const int kLoggedTimeouts = 20;
 const uint32_t kCatchAllLogIntervalMs = 60000;
+const uint32_t kLogIntervalMs = 60000;
 
 // One count and one throttle per load of the module, shared by all streams.
 std::atomic<int> g_frameWaitTimeouts{0};
 std::atomic<uint32_t> g_lastCatchAllLine{0};
+std::atomic<uint32_t> g_lastNoEventLine{0};
+std::atomic<uint32_t> g_lastWaitFailedLine{0};
 
 void showDeliveryFailureNotice() {
   platform().showNotice(L"虚拟摄像头出现异常", L"Zarn虚拟摄像头出现异常");
@@ -55,15 +59,24 @@ uint8_t* CVCamStream::readDeliverableFrame(CaptureFrameRecord& record) {
 
 HRESULT CVCamStream::FillBuffer(IMediaSample* sample) {
   if (!m_hSynFrameEvent) {
-    LogPrint(1, "CVCamStream::FillBuffer,m_hSynFrameEvent is NULL");
+    if (logLineDue(g_lastNoEventLine, kLogIntervalMs)) {
+      LogPrint(1, "CVCamStream::FillBuffer,m_hSynFrameEvent is NULL");
+    }
     // Opens the mixer's event if it exists, else makes the one it will open: either may start first.
     m_hSynFrameEvent = CreateEventW(nullptr, FALSE, FALSE, kFrameEventName);
   }
 
-  DWORD waited = WaitForSingleObject(m_hSynFrameEvent, kFrameWaitMs);
+  DWORD waited = m_hSynFrameEvent ? WaitForSingleObject(m_hSynFrameEvent, kFrameWaitMs) : WAIT_FAILED;
   if (waited == WAIT_FAILED) {
-    LogPrint(1, "CVCamStream::FillBuffer,WaitForSingleObject m_hSynFrameEvent is FAILED");
-    return S_FALSE;
+    if (logLineDue(g_lastWaitFailedLine, kLogIntervalMs)) {
+      LogPrint(1, "CVCamStream::FillBuffer,WaitForSingleObject m_hSynFrameEvent is FAILED");
+    }
+    // An event that can't be had (its name taken by an object of another kind, say) doesn't end
+    // the stream: this beat is a time-out, and the event is made again at the next one.
+    if (m_hSynFrameEvent) CloseHandle(m_hSynFrameEvent);
+    m_hSynFrameEvent = nullptr;
+    Sleep(kFrameWaitMs);
+    waited = WAIT_TIMEOUT;
   }
   if (waited == WAIT_TIMEOUT) {
     if (++g_frameWaitTimeouts <= kLoggedTimeouts) {

@@ -72,6 +72,7 @@ void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample* sample) {
       m_bFirstAttachDone = true;
     }
     CaptureFrameRecord record;
+    CaptureShareMemoryMgr::ReadHold readHold(*m_pCaptureShareMemory);
     uint8_t* pixels = readDeliverableFrame(record);
     // The writer is another process: a record that reaches past the region is no frame.
     const char* fault =
@@ -95,7 +96,8 @@ void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample* sample) {
       PictureSize target = requested;
       if (record.frameKind == kTextureFrame) {
         // The texture reader writes at the picture's own strides: only the sample's size is safe.
-        deliverTextureFrame(record, sampleData, target.width, target.height);
+        // A texture that could not be read is no frame: the placeholder goes out, unstamped.
+        frameDelivered = deliverTextureFrame(record, sampleData, target.width, target.height);
       } else {
         {
           CAutoLock lock(&m_streamLock);
@@ -109,8 +111,8 @@ void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample* sample) {
                    target.width, target.height, FrameFitMode::CropToFill, m_scaledFrame,
                    m_isFlipHost);
         m_pCaptureShareMemory->unLockReadBuffer();
+        frameDelivered = true;
       }
-      frameDelivered = true;
 
       if (frameDelivered) {
         m_widthOut = target.width;

@@ -40,6 +40,7 @@ void toPlanarTopDown(const FrameBuffer& argb, FrameBuffer& yuv) {
 bool CVCamStream::LoadBackground(bool reverseRows) {
   // A picture that is missing or does not decode is tried once, not at every sample.
   m_placeholderLoadTried = true;
+  m_placeholderRowsReversed = reverseRows;
   WORD id = isResolusion_43() ? kPicture4x3 : kPicture16x9;
   HMODULE module = codeModule();
   HRSRC found = FindResourceW(module, MAKEINTRESOURCEW(id), L"PNG");
@@ -68,7 +69,10 @@ bool CVCamStream::LoadBackground(bool reverseRows) {
 }
 
 void CVCamStream::ensurePlaceholder(bool reverseRows) {
-  if (!m_placeholderLoadTried) LoadBackground(reverseRows);
+  // The other path's picture lies in the other row order.
+  if (!m_placeholderLoadTried || m_placeholderRowsReversed != reverseRows) {
+    LoadBackground(reverseRows);
+  }
 }
 
 void CVCamStream::copyPlaceholderToSample(BYTE* sampleData) {

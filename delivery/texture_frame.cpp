@@ -21,6 +21,12 @@ OutputStatistics& directTextureStatistics() {
   return statistics;
 }
 
+// Describes the image's rows bottom first from now on, or back top first when called again.
+void turnOver(FrameBuffer& frame) {
+  frame.plane[0] += ptrdiff_t(frame.height - 1) * frame.stride[0];
+  frame.stride[0] = -frame.stride[0];
+}
+
 }  // namespace
 
 uint32_t CVCamStream::textureFrameTag() const {
@@ -30,40 +36,39 @@ uint32_t CVCamStream::textureFrameTag() const {
   return 0;
 }
 
-void CVCamStream::deliverTextureFrame(const CaptureFrameRecord& record, BYTE* sampleData,
+bool CVCamStream::deliverTextureFrame(const CaptureFrameRecord& record, BYTE* sampleData,
                                       int32_t targetWidth, int32_t targetHeight) {
   if (!m_pSharedTexHelper) m_pSharedTexHelper = std::make_unique<SharedTexHelper>();
-
-  const int32_t frameWidth = static_cast<int32_t>(record.width);
-  const int32_t frameHeight = static_cast<int32_t>(record.height);
-  const bool needsScale = frameWidth != targetWidth || frameHeight != targetHeight;
+  SharedTexHelper& reader = *m_pSharedTexHelper;
   const uint32_t tag = textureFrameTag();
-  if (tag == 0) {
-    // No reader output for this format: the sample keeps what it held.
-    m_pCaptureShareMemory->unLockReadBuffer();
+  const bool rgb = tag == kTagRGBA || tag == kTagRGB3;
+  const bool is709 = record.is709 == 1;
+  // RGB hosts get full range unless they are listed as wanting limited range.
+  const bool isFullRange = record.isFullRange != 0 || (rgb && !m_isLimitedRgbHost);
+  m_pCaptureShareMemory->unLockReadBuffer();
+
+  auto failed = [] {
     LogPrint(4, "CVCamStream::FillBuffer getFrameFromSharedTex failed");
-    return;
-  }
+    return false;
+  };
+  // The texture's own size, not the record's: no record can grow the buffer past a real texture.
+  if (tag == 0 || !reader.openTexture(record.adapterIndex, record.textureId)) return failed();
+  const int32_t frameWidth = static_cast<int32_t>(reader.textureWidth());
+  const int32_t frameHeight = static_cast<int32_t>(reader.textureHeight());
+  const bool needsScale = frameWidth != targetWidth || frameHeight != targetHeight;
   // The sample belongs to the host and is gone after this call: it is described here only,
   // never handed to a buffer of the stream that outlives the frame.
   FrameBuffer inSample(sampleData, targetWidth, targetHeight, tag);
   FrameBuffer& target = needsScale ? m_textureFrame : inSample;
   // Scaled from 32 bits like a memory frame; planar frames keep their layout.
   if (needsScale) m_textureFrame.resize(frameWidth, frameHeight, tag == kTagRGB3 ? kTagRGBA : tag);
-
-  const bool is709 = record.is709 == 1;
-  bool isFullRange = record.isFullRange != 0;
-  // RGB hosts get full range unless they are listed as wanting limited range.
-  if (!isFullRange && (target.fourcc == kTagRGBA || target.fourcc == kTagRGB3)) {
-    isFullRange = !m_isLimitedRgbHost;
-  }
-  m_pCaptureShareMemory->unLockReadBuffer();
-
-  if (!m_pSharedTexHelper->getFrameFromSharedTex(record.adapterIndex, record.textureId,
-                                                 target, record.keyedMutexKey, is709,
-                                                 isFullRange)) {
-    LogPrint(4, "CVCamStream::FillBuffer getFrameFromSharedTex failed");
-  }
+  // ScaleFrame turns RGB frames over for these hosts, so a frame read straight in is turned too.
+  const bool turned = !needsScale && rgb && m_isFlipHost;
+  if (turned) turnOver(inSample);
+  const bool read = reader.getFrameFromSharedTex(record.adapterIndex, record.textureId, target,
+                                                 record.keyedMutexKey, is709, isFullRange);
+  if (turned) turnOver(inSample);
+  if (!read) return failed();
 
   if (record.dumpFrame != 0 && platform().milliseconds() - m_lastDumpTime > kDumpIntervalMs) {
     dumpTextureFrame(record, target);
@@ -77,11 +82,12 @@ void CVCamStream::deliverTextureFrame(const CaptureFrameRecord& record, BYTE* sa
     char line[OutputStatistics::kLineSize] = {};
     if (directTextureStatistics().count(line)) LogPrint(1, "%s", line);
   }
+  return true;
 }
 
 void CVCamStream::dumpTextureFrame(const CaptureFrameRecord& record, const FrameBuffer& frame) {
-  const int32_t width = static_cast<int32_t>(record.width);
-  const int32_t height = static_cast<int32_t>(record.height);
+  const int32_t width = frame.width;
+  const int32_t height = frame.height;
   m_dumpFrame.resize(width, height, kTagRGBA);
   if (m_fourcc == kTagNV12) {
     libyuv::NV12ToARGB(frame.plane[0], frame.stride[0], frame.plane[1], frame.stride[1],

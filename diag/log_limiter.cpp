@@ -12,9 +12,6 @@
 
 namespace {
 
-constexpr DWORD kTimerPeriodMs = 30 * 60 * 1000;
-// A stop waits this long at most: the thread ends at once unless a rotation is under way.
-constexpr DWORD kStopWaitMs = 10000;
 // The log is moved aside once it is larger than this.
 constexpr int64_t kRotateAbove = 0x1400000;
 
@@ -32,23 +29,39 @@ std::optional<int64_t> fileSize(const std::string& path) {
   return info.st_size;
 }
 
+// What the thread owns. Its stop event is a handle of its own: a stop that gives up waiting
+// closes the stopper's handle, whose value a new object may take while the thread still waits.
+struct LimiterThread {
+  HANDLE stop;
+  DWORD periodMs;
+  void (*work)();
+};
+
 DWORD WINAPI limiterThread(void* parameter) {
-  HANDLE stop = static_cast<HANDLE>(parameter);
-  while (WaitForSingleObject(stop, kTimerPeriodMs) == WAIT_TIMEOUT) LogLimiterTimerProc();
+  const LimiterThread* thread = static_cast<LimiterThread*>(parameter);
+  while (WaitForSingleObject(thread->stop, thread->periodMs) == WAIT_TIMEOUT) thread->work();
+  CloseHandle(thread->stop);
+  delete thread;
   HMODULE self = nullptr;
   GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
                      reinterpret_cast<LPCWSTR>(&limiterThread), &self);
   FreeLibraryAndExitThread(self, 0);
 }
 
-void startLocked() {
+void startLocked(DWORD periodMs, void (*work)()) {
   if (g_thread || g_limiterEnded) return;
   HMODULE self = nullptr;
   // Released by the thread as it ends.
   GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&limiterThread), &self);
   g_stopEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  g_thread = CreateThread(nullptr, 0, limiterThread, g_stopEvent, 0, &g_threadId);
+  HANDLE threadStop = nullptr;
+  DuplicateHandle(GetCurrentProcess(), g_stopEvent, GetCurrentProcess(), &threadStop, 0, FALSE,
+                  DUPLICATE_SAME_ACCESS);
+  auto* thread = new LimiterThread{threadStop, periodMs, work};
+  g_thread = CreateThread(nullptr, 0, limiterThread, thread, 0, &g_threadId);
   if (!g_thread) {
+    CloseHandle(threadStop);
+    delete thread;
     CloseHandle(g_stopEvent);
     g_stopEvent = nullptr;
     FreeLibrary(self);
@@ -58,11 +71,11 @@ void startLocked() {
   beginDirectLine(g_logStream, logTimeStamp()) << "LogLimiter start Tid:" << g_threadId << std::endl;
 }
 
-void stopLocked() {
+void stopLocked(DWORD waitMs) {
   if (!g_thread) return;
   beginDirectLine(g_logStream, logTimeStamp()) << "LogLimiter end Tid:" << g_threadId << std::endl;
   SetEvent(g_stopEvent);
-  WaitForSingleObject(g_thread, kStopWaitMs);
+  WaitForSingleObject(g_thread, waitMs);
   CloseHandle(g_thread);
   CloseHandle(g_stopEvent);
   g_thread = nullptr;
@@ -80,34 +93,39 @@ void LogLimiterTimerProc() {
   std::optional<int64_t> size = fileSize(g_logPath);
   if (!size || *size <= kRotateAbove) return;
 
-  if (g_logStream.rotate(fromAnsi(g_logPath), fromAnsi(g_logOldPath))) {
-    beginDirectLine(g_logStream, stamp) << "log rotated: " << logTimeStamp() << std::endl;
-  } else {
-    beginDirectLine(g_logStream, stamp) << "Failed to backup the old log file:" << g_logPath << std::endl;
+  switch (g_logStream.rotate(fromAnsi(g_logPath), fromAnsi(g_logOldPath), kRotateAbove)) {
+    case Rotation::kMoved:
+      beginDirectLine(g_logStream, stamp) << "log rotated: " << logTimeStamp() << std::endl;
+      break;
+    case Rotation::kFailed:
+      beginDirectLine(g_logStream, stamp) << "Failed to backup the old log file:" << g_logPath << std::endl;
+      break;
+    case Rotation::kDoneElsewhere:
+      break;
   }
 }
 
 LogLimiter::LogLimiter() {
   ExclusiveHold hold(g_limiterLock);
-  startLocked();
+  startLocked(kLogLimiterPeriodMs, LogLimiterTimerProc);
 }
 
 LogLimiter::~LogLimiter() {
   {
     ExclusiveHold hold(g_limiterLock);
-    stopLocked();
+    stopLocked(kLogLimiterStopWaitMs);
     g_limiterEnded = true;
   }
   g_logStream.close();
 }
 
-void restartLogLimiter() {
+void restartLogLimiter(DWORD periodMs, void (*work)()) {
   if (g_limiterRunning.load(std::memory_order_relaxed)) return;
   ExclusiveHold hold(g_limiterLock);
-  startLocked();
+  startLocked(periodMs, work);
 }
 
-void stopLogLimiter() {
+void stopLogLimiter(DWORD waitMs) {
   ExclusiveHold hold(g_limiterLock);
-  stopLocked();
+  stopLocked(waitMs);
 }

@@ -16,8 +16,13 @@ class LogLimiter {
   LogLimiter& operator=(const LogLimiter&) = delete;
 };
 
-// Starts the thread again after stopLogLimiter; does nothing while it runs.
-void restartLogLimiter();
+constexpr DWORD kLogLimiterPeriodMs = 30 * 60 * 1000;
+// A stop waits this long at most: the thread ends at once unless a rotation is under way.
+constexpr DWORD kLogLimiterStopWaitMs = 10000;
+
+// Starts the thread again after stopLogLimiter; does nothing while it runs. Tests give another
+// period and work.
+void restartLogLimiter(DWORD periodMs = kLogLimiterPeriodMs, void (*work)() = LogLimiterTimerProc);
 // Stops the thread and waits for it; the module calls it before it may be unloaded. The
 // thread holds a reference on the module while it runs, so it never outlives the code.
-void stopLogLimiter();
+void stopLogLimiter(DWORD waitMs = kLogLimiterStopWaitMs);

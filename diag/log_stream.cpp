@@ -38,6 +38,12 @@ bool copyShared(const std::wstring& from, const std::wstring& to) {
   return ok;
 }
 
+int64_t fileSize(const std::wstring& path) {
+  WIN32_FILE_ATTRIBUTE_DATA data = {};
+  if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)) return 0;
+  return int64_t(data.nFileSizeHigh) << 32 | data.nFileSizeLow;
+}
+
 void empty(const std::wstring& path) {
   HANDLE file = openShared(path, GENERIC_WRITE, TRUNCATE_EXISTING);
   if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
@@ -76,7 +82,8 @@ bool SharedFileBuf::isOpen() const {
   return m_file != INVALID_HANDLE_VALUE;
 }
 
-bool SharedFileBuf::rotate(const std::wstring& path, const std::wstring& oldPath) {
+Rotation SharedFileBuf::rotate(const std::wstring& path, const std::wstring& oldPath,
+                              int64_t rotateAbove) {
   ExclusiveHold hold(m_lock);
   if (m_file != INVALID_HANDLE_VALUE) {
     writePending();
@@ -86,15 +93,21 @@ bool SharedFileBuf::rotate(const std::wstring& path, const std::wstring& oldPath
   if (!m_appendLock) m_appendLock = std::make_unique<LogAppendLock>(path);
   // Rotated even when another process keeps the lock: the log must stay bounded.
   const bool locked = m_appendLock->acquire(kRotateWaitMs);
-  DeleteFileW(oldPath.c_str());
-  bool moved = MoveFileW(path.c_str(), oldPath.c_str()) != FALSE;
-  if (!moved) {
-    moved = copyShared(path, oldPath);
-    empty(path);
+  // Looked at again under the lock: a host that rotated meanwhile left a small file, which would
+  // replace the generation it has just moved aside.
+  Rotation result = Rotation::kDoneElsewhere;
+  if (fileSize(path) > rotateAbove) {
+    DeleteFileW(oldPath.c_str());
+    bool moved = MoveFileW(path.c_str(), oldPath.c_str()) != FALSE;
+    if (!moved) {
+      moved = copyShared(path, oldPath);
+      empty(path);
+    }
+    result = moved ? Rotation::kMoved : Rotation::kFailed;
   }
   openLocked(path);
   if (locked) m_appendLock->release();
-  return moved;
+  return result;
 }
 
 SharedFileBuf::int_type SharedFileBuf::overflow(int_type c) {
@@ -156,12 +169,13 @@ void LogStream::close() {
   if (!m_buf.close()) setstate(std::ios::failbit);
 }
 
-bool LogStream::rotate(const std::wstring& path, const std::wstring& oldPath) {
-  const bool moved = m_buf.rotate(path, oldPath);
+Rotation LogStream::rotate(const std::wstring& path, const std::wstring& oldPath,
+                          int64_t rotateAbove) {
+  const Rotation result = m_buf.rotate(path, oldPath, rotateAbove);
   if (m_buf.isOpen()) {
     clear();
   } else {
     setstate(std::ios::failbit);
   }
-  return moved;
+  return result;
 }

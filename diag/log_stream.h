@@ -11,6 +11,9 @@
 
 #include "diag/log_append_lock.h"
 
+// How a rotation ended. Another host may have rotated the log while this one waited for it.
+enum class Rotation { kMoved, kFailed, kDoneElsewhere };
+
 class SharedFileBuf : public std::streambuf {
  public:
   ~SharedFileBuf() override;
@@ -20,9 +23,10 @@ class SharedFileBuf : public std::streambuf {
   bool isOpen() const;
   // Moves the file to `oldPath`, replacing it, and goes on appending to an empty file. Other
   // processes' appends wait meanwhile, so none is lost or lands inside another. A file that
-  // other processes hold open can't be renamed: it is copied and emptied. False when neither
-  // worked; the file is then emptied all the same, to keep it bounded.
-  bool rotate(const std::wstring& path, const std::wstring& oldPath);
+  // other processes hold open can't be renamed: it is copied and emptied. kFailed when neither
+  // worked; the file is then emptied all the same, to keep it bounded. Only a file still larger
+  // than `rotateAbove` once the appends wait is rotated.
+  Rotation rotate(const std::wstring& path, const std::wstring& oldPath, int64_t rotateAbove);
 
  protected:
   int_type overflow(int_type c) override;
@@ -55,7 +59,7 @@ class LogStream : public std::ostream {
   void close();
   bool isOpen() const { return m_buf.isOpen(); }
   // SharedFileBuf::rotate; the fail state is set if the file could not be opened again.
-  bool rotate(const std::wstring& path, const std::wstring& oldPath);
+  Rotation rotate(const std::wstring& path, const std::wstring& oldPath, int64_t rotateAbove);
 
  private:
   SharedFileBuf m_buf;

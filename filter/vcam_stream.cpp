@@ -127,8 +127,10 @@ HRESULT CVCamStream::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPER
 }
 
 bool CVCamStream::UpdateVideoOutParamIntoSharedMemory() {
-  if (!m_pParamChannel) {
-    m_pParamChannel = std::make_unique<VCamParamChannel>();
+  if (!m_pParamChannel) m_pParamChannel = std::make_unique<VCamParamChannel>();
+  // A region that could not be had (another account's, or its mutex held by a hung process) is
+  // tried again at each update, and so at each beat without frames.
+  if (!m_pParamChannel->isOpen()) {
     m_pParamChannel->openOrCreate(kDefaultWidth, kDefaultHeight, kDefaultFps, 0);
   }
   // Noted before the mixer can see it, so that a frame stamped earlier is of the older request.

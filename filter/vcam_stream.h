@@ -99,8 +99,9 @@ class CVCamStream : public CSourceStream,
   virtual void FillBufferVideoMemoryOutput(IMediaSample* sample);
   virtual void FillBufferVideoDirectOutput();
   // A frame in the mixer's shared texture, read on the GPU into the sample (or into a buffer that
-  // is scaled into it). Called with the region's mutex held; returns with it released.
-  void deliverTextureFrame(const CaptureFrameRecord& record, BYTE* sampleData, int32_t targetWidth,
+  // is scaled into it). Called with the region's mutex held; returns with it released. False when
+  // no frame was read: the sample is then no frame of the mixer's.
+  bool deliverTextureFrame(const CaptureFrameRecord& record, BYTE* sampleData, int32_t targetWidth,
                            int32_t targetHeight);
   // Times of a delivered frame, from the mixer's time stamp; a stale one moves on by half a period.
   void stampSampleTimes(IMediaSample* sample, int64_t frameTimeMs);
@@ -122,6 +123,8 @@ class CVCamStream : public CSourceStream,
   CCritSec m_streamLock;
   CMediaType m_defaultMediaType;
   FrameBuffer m_placeholderFrame;
+  // Bottom row first, as LoadBackground was last asked for.
+  bool m_placeholderRowsReversed = false;
   FrameBuffer m_placeholderFrameYuv;
   bool m_placeholderLoadTried = false;
   FrameBuffer m_textureFrame;

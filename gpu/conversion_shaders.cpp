@@ -1,30 +1,9 @@
 #include "gpu/conversion_shaders.h"
 
 #include "delivery/format_tags.h"
+#include "gpu/colour_matrix.h"
 
 namespace {
-
-struct ColourMatrix {
-  const char* y;
-  const char* u;
-  const char* v;
-};
-
-// By matrix (601, 709), then by range (limited, full); R, G, B run from 0 to 1.
-const ColourMatrix kColourMatrices[2][2] = {
-    {{"0.257 * R + 0.504 * G + 0.098 * B + 0.0627451",
-      "-0.148 * R - 0.291 * G + 0.439 * B + 0.5019608",
-      "0.439 * R - 0.368 * G - 0.071 * B + 0.5019608"},
-     {"0.299 * R + 0.587 * G + 0.114 * B",
-      "-0.169 * R - 0.331 * G + 0.5 * B + 0.5019608",
-      "0.5 * R - 0.419 * G - 0.081 * B + 0.5019608"}},
-    {{"0.183 * R + 0.614 * G + 0.062 * B + 0.0627451",
-      "-0.101 * R - 0.339 * G + 0.439 * B + 0.5019608",
-      "0.439 * R - 0.399 * G - 0.040 * B + 0.5019608"},
-     {"0.213 * R + 0.715 * G + 0.072 * B",
-      "-0.115 * R - 0.385 * G + 0.5 * B + 0.5019608",
-      "0.5 * R - 0.454 * G - 0.046 * B + 0.5019608"}},
-};
 
 const char kResources[] =
     "Texture2D frameTexture : register(t0);\n"
@@ -82,10 +61,7 @@ const char kPlanarHead[] =
     "  float uORv = 1.0 - vORu;\n"
     "  float2 source = float2((1.0 + uvORy) * tx - uvORy * vORu,\n"
     "                         3.0 * ty / (1.0 + yORuv) - 2.0 * uvORy);\n"
-    "  float3 rgb = frameTexture.Sample(frameSampler, source).rgb;\n"
-    "  float R = rgb.r;\n"
-    "  float G = rgb.g;\n"
-    "  float B = rgb.b;\n";
+    "  float3 rgb = frameTexture.Sample(frameSampler, source).rgb;\n";
 const char kPlanarTail[] =
     "  return float4(Y * yORuv + U * uvORy * uORv + V * uvORy * vORu, 0.0, 0.0, 1.0);\n"
     "}\n";
@@ -96,10 +72,17 @@ std::string rgbSource(const char* head, const char* tail, bool isFullRange) {
   return text + tail;
 }
 
+// Integers only: a host's locale must not reach the shader's text.
+std::string matrixRow(const char* name, const int32_t (&row)[4]) {
+  return std::string("  float ") + name + " = dot(float3(" + std::to_string(row[0]) + ".0, " +
+         std::to_string(row[1]) + ".0, " + std::to_string(row[2]) + ".0), rgb) / 1000.0 + " +
+         std::to_string(row[3]) + ".0 / 255.0;\n";
+}
+
 std::string planarSource(bool is709, bool isFullRange) {
   const ColourMatrix& matrix = kColourMatrices[is709][isFullRange];
-  return std::string(kResources) + kCoordinateStage + kPlanarHead + "  float Y = " + matrix.y +
-         ";\n  float U = " + matrix.u + ";\n  float V = " + matrix.v + ";\n" + kPlanarTail;
+  return std::string(kResources) + kCoordinateStage + kPlanarHead + matrixRow("Y", matrix.y) +
+         matrixRow("U", matrix.u) + matrixRow("V", matrix.v) + kPlanarTail;
 }
 
 }  // namespace

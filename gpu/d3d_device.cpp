@@ -25,6 +25,10 @@ bool isAtLeastWindows8() {
 
 }  // namespace
 
+HRESULT (*g_deviceRemovedReason)(ID3D11Device* device) = [](ID3D11Device* device) {
+  return device->GetDeviceRemovedReason();
+};
+
 IDXGIFactory1* createDxgiFactory(REFIID factoryId) {
   HMODULE dxgi = LoadLibraryA("dxgi.dll");
   if (!dxgi) return nullptr;

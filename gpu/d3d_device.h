@@ -18,6 +18,10 @@ bool isBasicRenderDriver(const DXGI_ADAPTER_DESC& desc);
 HRESULT createDeviceOnAdapter(IDXGIAdapter* adapter, ID3D11Device** device,
                               ID3D11DeviceContext** context, D3D_FEATURE_LEVEL* level);
 
+// Why the device stopped working, S_OK while it works. Tests replace it to stand for a driver
+// reset, which Wine's software device never has.
+extern HRESULT (*g_deviceRemovedReason)(ID3D11Device* device);
+
 // A plain texture: one mip level, one array slice, no multisampling.
 D3D11_TEXTURE2D_DESC textureDescription(UINT width, UINT height, DXGI_FORMAT format,
                                         D3D11_USAGE usage, UINT bindFlags, UINT cpuAccessFlags,

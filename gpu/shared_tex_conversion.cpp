@@ -1,5 +1,4 @@
 // The shader route of SharedTexHelper: the conversion objects, the draw and the read-back.
-#include <libyuv/convert_from.h>
 #include <libyuv/planar_functions.h>
 
 #include "delivery/format_tags.h"
@@ -179,23 +178,19 @@ bool SharedTexHelper::readConvertedFrame(FrameBuffer& target) {
   } else if (target.fourcc == kTagRGB3) {
     libyuv::CopyPlane(mapping, pitch, target.plane[0], target.stride[0], width * 3, -height);
   } else {
-    // libyuv gives an odd height one chroma row more than the conversion wrote and the
-    // image's layout holds, so the last luma row goes on its own.
-    const int evenHeight = height & ~1;
+    // Chroma of (width / 2) by (height / 2), all that the image's layout holds: libyuv's own
+    // copies round odd sizes up and would write past it.
     uint8_t* const* plane = target.plane;
     const int32_t* stride = target.stride;
     const uint8_t* uStart = mapping + m_height * pitch;
     const uint8_t* vStart = uStart + m_width / 2;
+    libyuv::CopyPlane(mapping, pitch, plane[0], stride[0], width, height);
     if (target.fourcc == kTagNV12) {
-      libyuv::I420ToNV12(mapping, pitch, uStart, pitch, vStart, pitch, plane[0], stride[0],
-                         plane[1], stride[1], width, evenHeight);
+      libyuv::MergeUVPlane(uStart, pitch, vStart, pitch, plane[1], stride[1], width / 2,
+                           height / 2);
     } else {
-      libyuv::I420Copy(mapping, pitch, uStart, pitch, vStart, pitch, plane[0], stride[0],
-                       plane[1], stride[1], plane[2], stride[2], width, evenHeight);
-    }
-    if (height & 1) {
-      libyuv::CopyPlane(mapping + (height - 1) * pitch, pitch,
-                        plane[0] + (height - 1) * stride[0], stride[0], width, 1);
+      libyuv::CopyPlane(uStart, pitch, plane[1], stride[1], width / 2, height / 2);
+      libyuv::CopyPlane(vStart, pitch, plane[2], stride[2], width / 2, height / 2);
     }
   }
   m_context->Unmap(m_readbackTexture, 0);

@@ -37,11 +37,8 @@ SharedTexHelper::~SharedTexHelper() {
   if (m_compilerModule) FreeLibrary(m_compilerModule);
 }
 
-bool SharedTexHelper::getFrameFromSharedTex(uint32_t adapterIndex, uint32_t textureId,
-                                            FrameBuffer& target, uint64_t keyedMutexKey,
-                                            bool is709, bool isFullRange) {
+bool SharedTexHelper::openTexture(uint32_t adapterIndex, uint32_t textureId) {
   if (textureId == 0) return false;
-  m_keyedMutexKey = keyedMutexKey;
   if (textureId != m_textureId && (!m_device || adapterIndex != m_adapterIndex)) {
     initDeviceForAdapter(adapterIndex);
   }
@@ -51,6 +48,8 @@ bool SharedTexHelper::getFrameFromSharedTex(uint32_t adapterIndex, uint32_t text
     releaseAndNull(m_sharedTexture);
     releaseAndNull(m_copyTexture);
     m_textureId = textureId;
+    // No format is a tag: the next read builds conversion objects for this texture.
+    m_toFormat = 0;
     openSharedTexture(textureId);
     if (!m_sharedTexture) findAdapterOfSharedTexture(textureId);
     if (m_sharedTexture) {
@@ -59,14 +58,19 @@ bool SharedTexHelper::getFrameFromSharedTex(uint32_t adapterIndex, uint32_t text
                                       reinterpret_cast<void**>(&m_keyedMutex));
       createTexture(m_width, m_height, m_format, true, &m_copyTexture);
     }
-    createConversionObjects(is709, isFullRange, target.fourcc);
   }
+  return m_copyTexture != nullptr;
+}
+
+bool SharedTexHelper::getFrameFromSharedTex(uint32_t adapterIndex, uint32_t textureId,
+                                            FrameBuffer& target, uint64_t keyedMutexKey,
+                                            bool is709, bool isFullRange) {
+  m_keyedMutexKey = keyedMutexKey;
+  if (!openTexture(adapterIndex, textureId)) return false;
   // A change of matrix, range or format recompiles; a steady stream compiles once.
   if (is709 != m_is709 || isFullRange != m_isFullRange || target.fourcc != m_toFormat) {
     createConversionObjects(is709, isFullRange, target.fourcc);
   }
-
-  if (!m_copyTexture) return false;
   return readFrame(target);
 }
 
@@ -165,7 +169,8 @@ bool SharedTexHelper::readFrame(FrameBuffer& target) {
   if (m_format != DXGI_FORMAT_R8G8B8A8_UNORM && m_format != DXGI_FORMAT_B8G8R8A8_UNORM) {
     return false;
   }
-  // "RGBA" from a blue-first texture needs no conversion: its bytes already lie right.
+  // "RGBA" from a blue-first texture needs no shader: its bytes already lie right, and the plain
+  // route narrows the range for a host that wants it limited.
   const bool byShader = target.fourcc != kTagRGBA || m_format == DXGI_FORMAT_R8G8B8A8_UNORM;
   if (m_conversionReady && byShader) return readConvertedFrame(target);
   return readPlainFrame(target);

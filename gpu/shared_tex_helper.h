@@ -1,7 +1,7 @@
 #pragma once
 // Brings the mixer's shared texture into system memory in the pixel format of the connected
 // type. Colours are converted by a shader draw on a device of its own when the shader compiler
-// is at hand, and by libyuv on the processor when not. Worker thread only; no lock.
+// is at hand, and on the processor, with the same numbers, when not. Worker thread only; no lock.
 #include <windows.h>
 #include <d3d11.h>
 #include <d3dcommon.h>
@@ -22,6 +22,12 @@ class SharedTexHelper {
   virtual ~SharedTexHelper();
   SharedTexHelper(const SharedTexHelper&) = delete;
   SharedTexHelper& operator=(const SharedTexHelper&) = delete;
+
+  // Opens the texture behind shared handle `textureId`, on the device of `adapterIndex` or,
+  // failing that, of any adapter that can; false when none can. Its size is then known.
+  bool openTexture(uint32_t adapterIndex, uint32_t textureId);
+  uint32_t textureWidth() const { return m_width; }
+  uint32_t textureHeight() const { return m_height; }
 
   // Reads the texture behind shared handle `textureId` into `target` ("RGBA", "RGB3", "I420"
   // or "NV12", the texture's size), holding the texture's keyed mutex with `keyedMutexKey`

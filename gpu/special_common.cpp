@@ -32,7 +32,14 @@ void SpecialCommon::initDevice(uint32_t adapterIndex) {
   D3D_FEATURE_LEVEL level = D3D_FEATURE_LEVEL(0);
   if (SUCCEEDED(createDeviceOnAdapter(m_adapter, &m_device, &m_context, &level))) {
     m_featureLevel = level;
+    m_deviceAdapterIndex = adapterIndex;
+    ++m_deviceGeneration;
   }
+}
+
+bool SpecialCommon::deviceServes(uint32_t adapterIndex) const {
+  return m_device && m_deviceAdapterIndex == adapterIndex &&
+         g_deviceRemovedReason(m_device) == S_OK;
 }
 
 ID3D11Texture2D* SpecialCommon::createTexture2D(uint32_t width, uint32_t height, DXGI_FORMAT format,

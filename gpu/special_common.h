@@ -20,6 +20,10 @@ class SpecialCommon {
 
   // Makes factory, adapter, device and context anew on adapter `adapterIndex`.
   void initDevice(uint32_t adapterIndex);
+  // A device made on `adapterIndex` that still works: a driver reset removes it.
+  bool deviceServes(uint32_t adapterIndex) const;
+  // Counts the devices made, so that textures of one that was replaced are known.
+  uint32_t deviceGeneration() const { return m_deviceGeneration; }
   // Null without a device or when creation fails.
   ID3D11Texture2D* createTexture2D(uint32_t width, uint32_t height, DXGI_FORMAT format,
                                    D3D11_USAGE usage, uint32_t misc, uint32_t bind,
@@ -45,6 +49,8 @@ class SpecialCommon {
   ID3D11Device* m_device = nullptr;
   ID3D11DeviceContext* m_context = nullptr;
   D3D_FEATURE_LEVEL m_featureLevel = D3D_FEATURE_LEVEL(0);
+  uint32_t m_deviceAdapterIndex = 0;
+  uint32_t m_deviceGeneration = 0;
   std::mutex m_deviceLock;
   int m_users = 0;
 };

@@ -43,15 +43,19 @@ bool SpecialRGBAToTex::memoryUploadTex(uint32_t adapterIndex, const uint8_t* dat
   if (m_retryDelayMs != 0 && now - m_failedAt < m_retryDelayMs) return false;
   SpecialCommon& common = SpecialCommon::instance();
   std::lock_guard<std::mutex> lock(common.deviceLock());
-  if (!common.device() || adapterIndex != m_adapterIndex) common.initDevice(adapterIndex);
+  // A device lost in a driver reset is made again; one that works on this adapter is kept, where
+  // once every upload to an adapter other than 0 made a device of its own.
+  if (!common.deviceServes(adapterIndex)) common.initDevice(adapterIndex);
   if (width == 0 || height == 0) {
     LogPrint(1, "SpecialRGBAToTex memoryUploadTex width == 0 || height == 0");
     return false;
   }
   // Textures that could not be made are tried again once the wait allows.
-  if (width != m_width || height != m_height || !m_uploadTexture || !m_sharedTexture) {
+  if (width != m_width || height != m_height || !m_uploadTexture || !m_sharedTexture ||
+      m_deviceGeneration != common.deviceGeneration()) {
     m_width = width;
     m_height = height;
+    m_deviceGeneration = common.deviceGeneration();
     releseTex();
     createSharedTex();
   }
@@ -83,6 +87,9 @@ bool SpecialRGBAToTex::memoryUploadTex(uint32_t adapterIndex, const uint8_t* dat
   }
   context->Unmap(m_uploadTexture, 0);
   context->CopyResource(m_sharedTexture, m_uploadTexture);
+  // The client reads the texture on a device of its own: the copy has to reach the GPU now, not
+  // at this context's next flush.
+  context->Flush();
   return true;
 }
 

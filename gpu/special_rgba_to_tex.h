@@ -14,7 +14,7 @@ class SpecialRGBAToTex {
   SpecialRGBAToTex& operator=(const SpecialRGBAToTex&) = delete;
 
   // Copies `height` rows of `stride` bytes into the shared texture, remaking both textures when
-  // the size changes. False for an empty size or a texture that can't be written; after such a
+  // the size or the device changes. The device is kept while it works on the adapter asked for. False for an empty size or a texture that can't be written; after such a
   // failure the next tries wait, longer each time.
   bool memoryUploadTex(uint32_t adapterIndex, const uint8_t* data, uint32_t width, uint32_t height,
                        uint32_t stride);
@@ -27,8 +27,8 @@ class SpecialRGBAToTex {
  private:
   void createSharedTex();
 
-  // Nothing assigns it: with a best adapter other than 0 the device is made at every upload.
-  uint32_t m_adapterIndex = 0;
+  // The device that made the textures: they are made again on a device that replaced it.
+  uint32_t m_deviceGeneration = 0;
   uint32_t m_width = 0;
   uint32_t m_height = 0;
   uint32_t m_sharedTextureId = 0;

@@ -44,7 +44,9 @@ const FrameCipher& CaptureShareMemoryMgr::cipher(const char* creationLogLine) {
 }
 
 uint8_t* CaptureShareMemoryMgr::lockReadBuffer(CaptureFrameRecord& record) {
-  m_region.lock();
+  // A holder that doesn't let go costs this beat its frame, never the worker.
+  if (!m_region.lock()) return nullptr;
+  m_readLocked = true;
   uint8_t* region = m_region.view();
   bool frame = false;
   if (!m_encrypted) {
@@ -57,6 +59,7 @@ uint8_t* CaptureShareMemoryMgr::lockReadBuffer(CaptureFrameRecord& record) {
     if (fault) logRefusedSealedRecord(fault, sealedLength(region), m_region.regionSize());
   }
   if (!frame) {
+    m_readLocked = false;
     m_region.unlock();
     return nullptr;
   }
@@ -64,6 +67,9 @@ uint8_t* CaptureShareMemoryMgr::lockReadBuffer(CaptureFrameRecord& record) {
 }
 
 void CaptureShareMemoryMgr::unLockReadBuffer() {
+  // A read whose lock failed, or that was ended already, has no mutex to give back.
+  if (!m_readLocked) return;
+  m_readLocked = false;
   if (!m_encrypted) countPlainRead(m_region.view(), GetCurrentProcessId());
   m_region.unlock();
 }
@@ -100,6 +106,7 @@ uint8_t* CaptureShareMemoryMgr::lockWriteBuffer(uint32_t& offset, HANDLE& mappin
 
 void CaptureShareMemoryMgr::unLockWriteBuffer(CaptureFrameRecord& record, bool swap) {
   SharedRegion::Hold hold(m_region);
+  if (!hold) return;
   if (m_encrypted) {
     const FrameCipher& sealer = cipher("CaptureShareMemoryMgr::_unLockWriteBufferEncry, create");
     publishSealedRecord(m_region.view(), sealer, record, swap);

@@ -29,10 +29,25 @@ class CaptureShareMemoryMgr {
   bool detach();
   // Takes the mutex and copies the newest record. Returns the frame's pixels with the mutex still
   // held (the caller owes unLockReadBuffer), or null with it released when nothing is published.
-  // A sealed record that can't be deciphered throws std::exception with the mutex held.
+  // A sealed record that can't be deciphered throws std::exception with the mutex held. Null
+  // too, with nothing held, when another process keeps the mutex past the wait's bound.
   uint8_t* lockReadBuffer(CaptureFrameRecord& record);
+  // Ends the read that holds the mutex; does nothing when none does, so a guard may call it.
   void unLockReadBuffer();
   uint32_t getRegionSize() const { return m_region.regionSize(); }
+
+  // Ends a read when its scope does, however it ends: a mutex left held by an exception would
+  // stop the mixer and every host.
+  class ReadHold {
+   public:
+    explicit ReadHold(CaptureShareMemoryMgr& channel) : m_channel(channel) {}
+    ~ReadHold() { m_channel.unLockReadBuffer(); }
+    ReadHold(const ReadHold&) = delete;
+    ReadHold& operator=(const ReadHold&) = delete;
+
+   private:
+    CaptureShareMemoryMgr& m_channel;
+  };
 
   // Writer side, the mixer's half. Both keep a region that exists already, with its layout.
   // The default region, plain layout.
@@ -44,6 +59,7 @@ class CaptureShareMemoryMgr {
   // The buffer to fill next, without a lock; null when there is no region.
   uint8_t* lockWriteBuffer(uint32_t& offset, HANDLE& mapping);
   // Publishes `record` under the mutex; `swap` makes the buffer just filled the complete one.
+  // Nothing is published when the mutex can't be had in time.
   void unLockWriteBuffer(CaptureFrameRecord& record, bool swap);
 
  private:
@@ -51,5 +67,6 @@ class CaptureShareMemoryMgr {
 
   SharedRegion m_region;
   bool m_encrypted = false;
+  bool m_readLocked = false;
   std::unique_ptr<FrameCipher> m_cipher;
 };

@@ -1,5 +1,22 @@
 #include "link/shared_region.h"
 
+#include <atomic>
+#include <string>
+
+#include "diag/log.h"
+#include "host/log_throttle.h"
+
+namespace {
+
+// Far above any publication or conversion of a frame, short enough that a stop or a format call
+// that meets a hung holder returns.
+const DWORD kLockWaitMs = 1000;
+const uint32_t kLogIntervalMs = 60000;
+
+std::atomic<uint32_t> g_lastLockTimeoutLine{0};
+
+}  // namespace
+
 SharedRegion::SharedRegion(std::wstring name, bool appendSuffix)
     : m_name(std::move(name)), m_appendSuffix(appendSuffix) {
   const std::wstring mutexName = m_name + L"_Mutex";
@@ -59,8 +76,16 @@ bool SharedRegion::unmap() {
   return closed;
 }
 
-void SharedRegion::lock() {
-  if (m_mutexHandle) WaitForSingleObject(m_mutexHandle, INFINITE);
+bool SharedRegion::lock() {
+  if (!m_mutexHandle) return true;
+  const DWORD result = WaitForSingleObject(m_mutexHandle, m_lockTimedOut ? 0 : kLockWaitMs);
+  m_lockTimedOut = result != WAIT_OBJECT_0 && result != WAIT_ABANDONED;
+  if (m_lockTimedOut && logLineDue(g_lastLockTimeoutLine, kLogIntervalMs)) {
+    LogPrint(1, "SharedRegion: %s_Mutex held by another process past %lu ms; access skipped",
+             std::string(m_name.begin(), m_name.end()).c_str(),
+             static_cast<unsigned long>(kLockWaitMs));
+  }
+  return !m_lockTimedOut;
 }
 
 void SharedRegion::unlock() {

@@ -3,6 +3,7 @@
 // it. Named objects are opened first and created only when that fails.
 #include <windows.h>
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -23,8 +24,12 @@ class SharedRegion {
   // Drops the view and the mapping handle; the mutex stays. False only if closing fails.
   bool unmap();
 
-  // Infinite waits whose result isn't looked at: an abandoned mutex counts as acquired.
-  void lock();
+  // True once the mutex is held; an abandoned one counts as acquired, and without a mutex there
+  // is nothing to wait for. The holder may be another process that hangs, so the wait is
+  // bounded: false after a time-out, and then no wait at all until a lock succeeds again, so that
+  // a stuck holder costs one wait rather than one per access.
+  bool lock();
+  // Only after a lock() that gave true.
   void unlock();
 
   uint8_t* view() const { return m_view; }
@@ -32,16 +37,20 @@ class SharedRegion {
   HANDLE mappingHandle() const { return m_mappingHandle; }
   bool createdNew() const { return m_createdNew; }
 
-  // Holds the mutex for one scope.
+  // Holds the mutex for one scope, if the lock succeeded: false when it timed out.
   class Hold {
    public:
-    explicit Hold(SharedRegion& region) : m_region(region) { m_region.lock(); }
-    ~Hold() { m_region.unlock(); }
+    explicit Hold(SharedRegion& region) : m_region(region), m_held(region.lock()) {}
+    ~Hold() {
+      if (m_held) m_region.unlock();
+    }
     Hold(const Hold&) = delete;
     Hold& operator=(const Hold&) = delete;
+    explicit operator bool() const { return m_held; }
 
    private:
     SharedRegion& m_region;
+    const bool m_held;
   };
 
  private:
@@ -55,4 +64,6 @@ class SharedRegion {
   uint32_t m_regionSize = 0;
   uint8_t* m_view = nullptr;
   HANDLE m_mutexHandle = nullptr;
+  // The host's thread and the stream's worker both lock the parameter region.
+  std::atomic<bool> m_lockTimedOut{false};
 };

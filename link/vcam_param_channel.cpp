@@ -18,7 +18,8 @@ std::atomic<uint32_t> g_lastNoRegionLine{0};
 }  // namespace
 
 VCamParamChannel::VCamParamChannel() : m_region(kParamBaseName, true) {
-  // Under the mutex, so that two processes starting together can't make two events.
+  // Under the mutex, so that two processes starting together can't make two events; without it
+  // when a hung process keeps it, since the event is made by name and two makers get one object.
   SharedRegion::Hold hold(m_region);
   m_paramEvent = OpenEventW(EVENT_ALL_ACCESS, FALSE, kParamEventName);
   if (!m_paramEvent) m_paramEvent = CreateEventW(nullptr, FALSE, FALSE, kParamEventName);
@@ -30,6 +31,8 @@ VCamParamChannel::~VCamParamChannel() {
 
 void VCamParamChannel::openOrCreate(int32_t width, int32_t height, int32_t fps, uint32_t fourcc) {
   SharedRegion::Hold hold(m_region);
+  // Tried again at the stream's next beat.
+  if (!hold) return;
   if (m_region.mapOpen(FILE_MAP_WRITE)) return;
   if (m_region.mapCreate(kParamRegionSize)) {
     initParamBlock(m_region.view(), width, height, fps, fourcc);
@@ -38,7 +41,8 @@ void VCamParamChannel::openOrCreate(int32_t width, int32_t height, int32_t fps, 
   }
 }
 
-uint8_t* VCamParamChannel::block() {
+uint8_t* VCamParamChannel::block(const SharedRegion::Hold& hold) {
+  if (!hold) return nullptr;
   uint8_t* view = m_region.view();
   if (!view && logLineDue(g_lastNoRegionLine, kLogIntervalMs)) {
     LogPrint(1, "VCamParamChannel: no parameter region, error=%lu; connections allowed, nothing published",
@@ -49,30 +53,31 @@ uint8_t* VCamParamChannel::block() {
 
 uint32_t VCamParamChannel::getOpeningProcessId() {
   SharedRegion::Hold hold(m_region);
-  const uint8_t* view = block();
+  const uint8_t* view = block(hold);
   return view ? readParamField(view, kDeviceOpeningProcessId) : 0;
 }
 
 void VCamParamChannel::setOpeningProcessId(uint32_t pid) {
   SharedRegion::Hold hold(m_region);
-  if (uint8_t* view = block()) writeParamField(view, kDeviceOpeningProcessId, pid);
+  if (uint8_t* view = block(hold)) writeParamField(view, kDeviceOpeningProcessId, pid);
 }
 
 bool VCamParamChannel::isEnableVCamConnect() {
   SharedRegion::Hold hold(m_region);
-  const uint8_t* view = block();
+  const uint8_t* view = block(hold);
   return !view || readParamField(view, kEnableVCamConnect) == 1;
 }
 
 uint32_t VCamParamChannel::getRequestedFourcc() {
   SharedRegion::Hold hold(m_region);
-  return readParamField(m_region.view(), kFourccOut);
+  const uint8_t* view = block(hold);
+  return view ? readParamField(view, kFourccOut) : 0;
 }
 
 void VCamParamChannel::writeVideoOutParam(uint32_t width, uint32_t height, uint32_t timePerFrame,
                                           uint32_t fourcc) {
   SharedRegion::Hold hold(m_region);
-  uint8_t* block = this->block();
+  uint8_t* block = this->block(hold);
   if (!block) return;
   writeParamField(block, kHeightOut, height);
   writeParamField(block, kWidthOut, width);
@@ -83,7 +88,7 @@ void VCamParamChannel::writeVideoOutParam(uint32_t width, uint32_t height, uint3
 
 void VCamParamChannel::writeFilterVersion(uint32_t value) {
   SharedRegion::Hold hold(m_region);
-  if (uint8_t* view = block()) writeParamField(view, kFilterVersion, value);
+  if (uint8_t* view = block(hold)) writeParamField(view, kFilterVersion, value);
 }
 
 void VCamParamChannel::signalParamChange() { SetEvent(m_paramEvent); }
@@ -92,7 +97,7 @@ void VCamParamChannel::readVideoOutParam(int32_t& width, int32_t& height, int32_
                                          uint32_t& fourcc) {
   ResetEvent(m_paramEvent);
   SharedRegion::Hold hold(m_region);
-  const VideoOutRequest request = decodeVideoOutRequest(m_region.view());
+  const VideoOutRequest request = decodeVideoOutRequest(hold ? m_region.view() : nullptr);
   width = request.width;
   height = request.height;
   fps = request.fps;
@@ -101,12 +106,12 @@ void VCamParamChannel::readVideoOutParam(int32_t& width, int32_t& height, int32_
 
 void VCamParamChannel::setEnableVCamConnect(bool enable) {
   SharedRegion::Hold hold(m_region);
-  if (uint8_t* view = block()) writeParamField(view, kEnableVCamConnect, enable ? 1 : 0);
+  if (uint8_t* view = block(hold)) writeParamField(view, kEnableVCamConnect, enable ? 1 : 0);
 }
 
 int32_t VCamParamChannel::readFilterVersion() {
   SharedRegion::Hold hold(m_region);
-  const uint8_t* view = block();
+  const uint8_t* view = block(hold);
   return view ? int32_t(readParamField(view, kFilterVersion)) : 0;
 }
 

@@ -19,10 +19,13 @@ class VCamParamChannel {
   // Opens the region, or creates it with these values when no process has it. An existing
   // block is left as it stands.
   void openOrCreate(int32_t width, int32_t height, int32_t fps, uint32_t fourcc);
+  // The region is mapped; until then every access below is one without a region.
+  bool isOpen() const { return m_region.view() != nullptr; }
 
   // Filter side. Each access is one hold of the mutex. Without a region (one that another
   // process made and this one may not map, say) there is no channel: connections are allowed,
-  // writes go nowhere, reads give 0, and one line a minute says so.
+  // writes go nowhere, reads give 0, and one line a minute says so. A mutex that another process
+  // keeps past the wait's bound makes the access one without a region.
   uint32_t getOpeningProcessId();
   void setOpeningProcessId(uint32_t pid);
   bool isEnableVCamConnect();
@@ -44,8 +47,8 @@ class VCamParamChannel {
   HANDLE getParamEvent() const { return m_paramEvent; }
 
  private:
-  // The view, or null after logging that there is none.
-  uint8_t* block();
+  // The view while `hold` holds the mutex, or null (logged when there is no region).
+  uint8_t* block(const SharedRegion::Hold& hold);
 
   SharedRegion m_region;
   HANDLE m_paramEvent = nullptr;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstring>
 #include <optional>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "link/byte_order.h"
 #include "link/frame_region_layout.h"
 #include "tests/delivery/frame_writer.h"
+#include "tests/delivery/guarded_sample.h"
 #include "tests/delivery/pin_beside_filter.h"
 #include "tests/gpu/texture_readback.h"
 #include "tests/support/fake_clock.h"
@@ -95,15 +97,26 @@ TEST_F(DirectPath, RecordLuidIsPassedAsItStandsUnlessItIsZero) {
   }
 }
 
+// Either path's picture lies in its own row order, whichever path the stream took first.
 TEST_F(DirectPath, WithoutAFrameTheStoredPictureGoesOutAtTheRequestedSizeAndTheRawClock) {
-  for (bool metMixerFirst : {false, true}) {
-    SCOPED_TRACE(metMixerFirst ? "met a mixer first" : "no mixer at first");
+  const struct {
+    const char* what;
+    bool metMixerFirst, memoryPathFirst, flipHost;
+  } cases[] = {{"no mixer at first", false, false, false},
+               {"met a mixer first", true, false, false},
+               {"memory path first, flip host", false, true, true}};
+  std::vector<uint8_t> planarOfPlainHost;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
     PinBesideFilter<> own{clock};
     OpenStream* stream = own.stream.get();
+    stream->m_isFlipHost = c.flipHost;
+    GuardedSample sample(1280 * 720 * 4);
+    if (c.memoryPathFirst) stream->deliver(&sample.sample);
     RecordingClient told;
     stream->SetZarnCameraOutput(&told);
     std::optional<FrameWriter> mixer;
-    if (metMixerFirst) {
+    if (c.metMixerFirst) {
       mixer.emplace();
       mixer->publish(textureRecord(10, {7, 0}, 0x101));
       stream->FillBuffer(nullptr);
@@ -120,7 +133,8 @@ TEST_F(DirectPath, WithoutAFrameTheStoredPictureGoesOutAtTheRequestedSizeAndTheR
     EXPECT_EQ(told.calls[0].textureId, stream->textureId());
     EXPECT_EQ(told.calls[0].time, 123456);
 
-    // The stored picture, already 1280 by 720, top row first with red and blue exchanged.
+    // The stored picture, already 1280 by 720, top row first with red and blue exchanged, for
+    // flip hosts too: the client gets the mixer's textures as they lie.
     stream->LoadBackground(false);
     const FrameBuffer& picture = stream->m_placeholderFrame;
     ASSERT_EQ(picture.width * picture.height, 1280 * 720);
@@ -134,6 +148,19 @@ TEST_F(DirectPath, WithoutAFrameTheStoredPictureGoesOutAtTheRequestedSizeAndTheR
     }
     EXPECT_EQ(mismatches, 0);
 
+    // Back on the memory path: bottom row first, or turned over like a flip host's frames.
+    stream->SetZarnCameraOutput(nullptr);
+    stream->deliver(&sample.sample);
+    stream->LoadBackground(!c.flipHost);
+    EXPECT_EQ(std::memcmp(sample.memory.data(), picture.plane[0], sample.memory.size()), 0);
+    // Planar frames are never turned over, so a flip host's planar picture is everyone's.
+    stream->request(1280, 720, 12, kTagI420);
+    stream->deliver(&sample.sample);
+    std::vector<uint8_t> planar(sample.memory.data(), sample.memory.data() + 1280 * 720 * 3 / 2);
+    if (planarOfPlainHost.empty()) planarOfPlainHost = planar;
+    EXPECT_TRUE(planar == planarOfPlainHost);
+
+    stream->SetZarnCameraOutput(&told);
     stream->request(640, 360);
     stream->FillBuffer(nullptr);
     EXPECT_EQ(readTexturePixels(stream->texture()).size(), size_t{640} * 360 * 4);

@@ -6,11 +6,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 #include "link/byte_order.h"
 #include "tests/delivery/frame_writer.h"
 #include "tests/delivery/guarded_sample.h"
 #include "tests/delivery/pin_beside_filter.h"
+#include "tests/link/link_test_support.h"
 #include "tests/support/child_process.h"
 #include "tests/support/fake_clock.h"
 #include "tests/support/log_files.h"
@@ -22,6 +24,16 @@ namespace {
 // The pin's requested format until a host sets one: 1280 by 720 at 32 bits.
 const int kWidth = 1280;
 const int kHeight = 720;
+
+// Throws from its next read once armed; the first read under the frame's mutex is the output
+// statistics' in the conversion.
+struct ArmedClock : FakeClock {
+  uint32_t milliseconds() override {
+    if (std::exchange(armed, false)) throw 1;
+    return now;
+  }
+  bool armed = false;
+};
 
 // A pin as a host holds it, with one sample of the requested size that ends at a guard page.
 class MemoryPath : public ::testing::Test {
@@ -48,7 +60,7 @@ class MemoryPath : public ::testing::Test {
     }
   }
 
-  FakeClock clock;
+  ArmedClock clock;
   PinBesideFilter<> pin{clock};
   OpenStream* stream = pin.stream.get();
   GuardedSample guarded{kWidth * kHeight * 4};
@@ -69,7 +81,55 @@ bool frameMutexIsFree() {
   return waited == WAIT_OBJECT_0;
 }
 
+// Holds both regions' mutexes, as a hung mixer would, until killed.
+ZARN_CHILD_ROLE(hold_region_mutexes) {
+  for (const wchar_t* name : {L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY_Mutex",
+                              L"ZARNCAM_INT_VIRTUAL_VIDEO_VCAMPARA_SHARE_MEMORY_Mutex"})
+    WaitForSingleObject(CreateMutexW(nullptr, FALSE, name), INFINITE);
+  SetEvent(OpenEventW(EVENT_MODIFY_STATE, FALSE, L"ZARN_TEST_REGION_MUTEXES_HELD"));
+  return idleUntilKilled();
+}
+
 }  // namespace
+
+TEST_F(MemoryPath, ExceptionWhileAFrameIsConvertedGivesTheMutexBack) {
+  FrameWriter writer;
+  writer.publish(frameRecord(64, 48, 1000));
+  ASSERT_TRUE(mixerFrameArrives());
+  clock.armed = true;
+  EXPECT_EQ(stream->FillBuffer(sample), S_OK);
+  EXPECT_FALSE(clock.armed);
+  EXPECT_TRUE(frameMutexIsFree());
+}
+
+// A stream made, run and stopped while a hung process holds both mutexes returns from every call
+// (an unbounded wait would last until the holder ends itself), and has frames and its claim
+// again once the holder is gone.
+TEST(HeldMutexes, HungHolderCostsAStreamItsFramesButNeverItsBeat) {
+  FrameWriter writer;
+  writer.publish(frameRecord(64, 48, 1000));
+  HANDLE held = CreateEventW(nullptr, TRUE, FALSE, L"ZARN_TEST_REGION_MUTEXES_HELD");
+  ChildProcess holder = ChildProcess::startRole("hold_region_mutexes");
+  ASSERT_EQ(WaitForSingleObject(held, 10000), WAIT_OBJECT_0);
+  CloseHandle(held);
+  const DWORD start = GetTickCount();
+  const uint64_t logStart = fileSizeOf(cameraLog());
+  FakeClock clock;
+  clock.now = 0x40000000;
+  PinBesideFilter<> pin{clock};
+  GuardedSample guarded{kWidth * kHeight * 4};
+  for (int beat = 0; beat < 3; ++beat) EXPECT_EQ(pin.stream->FillBuffer(&guarded.sample), S_OK);
+  EXPECT_EQ(pin.filter->Stop(), S_OK);
+  EXPECT_LT(GetTickCount() - start, 10000u);
+  EXPECT_NE(guarded.sample.IsSyncPoint(), S_OK);
+  // One line a minute for both mutexes.
+  EXPECT_EQ(linesContaining(logStart, "_Mutex held by another process").size(), 1u);
+
+  holder.kill();
+  pin.stream->FillBuffer(&guarded.sample);
+  EXPECT_EQ(guarded.sample.IsSyncPoint(), S_OK);
+  EXPECT_EQ(pin.stream->deviceOpeningProcessId(), GetCurrentProcessId());
+}
 
 // Wider than any catalogue size, but the mixer made its region for it.
 TEST_F(MemoryPath, MixerFrameOf4096By2160IsScaledToTheSampleNotReplacedByThePlaceholder) {
@@ -222,6 +282,8 @@ TEST_F(MemoryPath, RecordThatCannotBeUnsealedIsReadPlainWithTheMutexGivenBack) {
   expectRow(540, kPatternTopLeft, kPatternTopRight);
   EXPECT_EQ(linesContaining(logStart, "zarnmixer lockReadBuffer error std::exception!").size(), 1u);
   EXPECT_TRUE(frameMutexIsFree());
+  // The plain record's read count, at 0x10: one read, counted once.
+  EXPECT_EQ(loadLittleEndian64(writer.region() + 0x10), 1u);
 }
 
 // The first time-out after a mixer ends lets go of its region, so a restarted one makes its own.

@@ -12,6 +12,7 @@
 #include <optional>
 #include <regex>
 #include <set>
+#include <thread>
 #include <utility>
 
 #include "diag/ansi_text.h"
@@ -275,4 +276,46 @@ TEST_F(LogStreamTest, HostStuckHoldingTheAppendLockCostsOthersOneBoundedWaitAndI
   EXPECT_EQ(bytes.substr(bytes.size() - 7), "after\r\n");
   EXPECT_TRUE(std::regex_match(lines[0], std::regex(kLogStampPattern + (" PID=" + std::to_string(writer.pid())) +
                                                         " info  - log lines dropped while another process held the log: 3")));
+}
+
+// Two hosts rotate at once: the one that waited for the append lock finds the log small again
+// and leaves the generation the other has just moved aside.
+TEST_F(LogRotationTest, HostThatWaitedWhileAnotherRotatedKeepsTheOthersGeneration) {
+  makeFile(g_logPath, 20971521);
+  g_logStream.open(fromAnsi(g_logPath));
+  LogAppendLock otherHost(fromAnsi(g_logPath));
+  ASSERT_TRUE(otherHost.acquire(0));
+  std::thread timer(LogLimiterTimerProc);
+  // The stream lets go of the log only in its rotation, past the sizes it took unlocked.
+  EXPECT_TRUE(zarn::test::waitUntil(kBoundMs, [&] {
+    HANDLE file = CreateFileA(g_logPath.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
+    return file != INVALID_HANDLE_VALUE;
+  }));
+  EXPECT_TRUE(MoveFileA(g_logPath.c_str(), g_logOldPath.c_str()));
+  makeFile(g_logPath, 10);
+  otherHost.release();
+  timer.join();
+  EXPECT_EQ(fileSizeOf(g_logOldPath), 20971521u);
+  EXPECT_EQ(fileSizeOf(g_logPath), 10u);
+}
+
+// A stop that gives up waiting for a busy thread: the thread still ends after its work, instead
+// of waiting on whatever object took the value of the stop event's closed handle.
+TEST(LogLimiterThread, StopThatTimesOutStillEndsTheThreadOnceItsWorkIsDone) {
+  static HANDLE working = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  static HANDLE finish = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  stopLogLimiter();
+  restartLogLimiter(1, [] {
+    SetEvent(working);
+    WaitForSingleObject(finish, kBoundMs);
+  });
+  ASSERT_EQ(WaitForSingleObject(working, kBoundMs), WAIT_OBJECT_0);
+  stopLogLimiter(0);
+  // New objects take the lowest free handle values, the closed ones among them.
+  std::vector<HANDLE> newcomers;
+  for (int i = 0; i < 64; ++i) newcomers.push_back(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  SetEvent(finish);
+  EXPECT_EQ(WaitForSingleObject(working, 1000), DWORD(WAIT_TIMEOUT));
+  for (HANDLE newcomer : newcomers) CloseHandle(newcomer);
 }

@@ -176,21 +176,25 @@ class FfmpegHostTest : public RegisteredCameraTest {
 
 TEST_F(FfmpegHostTest, ListOptionsShowsRgbAndPlanarRows) {
   runToEnd(kFfmpeg, std::wstring(L"-hide_banner -list_options true") + kCameraInput);
+  // The catalogue has no NV12 row, so these three are every format ffmpeg can ask for.
   for (const char* row : {"pixel_format=bgr24  min s=640x480 fps=30 max s=640x480 fps=30",
+                          "pixel_format=bgr0  min s=720x1280 fps=30 max s=720x1280 fps=30",
                           "pixel_format=yuv420p  min s=1280x720 fps=30 max s=1280x720 fps=30"}) {
     EXPECT_NE(m_output.find(row), std::string::npos) << row << "\n" << m_output;
   }
 }
 
-// The mixer is told the first two requests beforehand; the last two it learns from the host, so
-// their first frames follow a change of layout and must not be the old layout read as the new.
+// Every format ffmpeg can ask for, in the quadrants' places and colours. The mixer is told the
+// first three requests beforehand; the others it learns from the host, so their first frames
+// follow a change of layout and must not be the old layout read as the new.
 TEST_F(FfmpegHostTest, CapturesPatternUprightWithAdvancingCountersInEveryLayout) {
   const struct {
     const wchar_t* pixelFormat;
     int width, height;
     uint32_t toldFourcc;  // 0: not told
   } cases[] = {{L"bgr24", 640, 480, kTagRGB3}, {L"yuv420p", 1280, 720, kTagI420},
-               {L"bgr24", 1280, 720, 0}, {L"yuv420p", 1280, 720, 0}};
+               {L"bgr0", 720, 1280, kTagRGB4}, {L"bgr24", 1280, 720, 0},
+               {L"yuv420p", 1280, 720, 0},     {L"bgr0", 640, 480, 0}};
   const int frames = 30;
   startMixer();
   for (const auto& c : cases) {

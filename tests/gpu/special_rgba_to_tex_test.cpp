@@ -71,3 +71,31 @@ TEST(Upload, FailedUploadsWaitLongerEachTimeAndTheLastUploaderTakesTheDeviceAlon
   EXPECT_EQ(SpecialCommon::instance().device(), nullptr);
   setPlatform(nullptr);
 }
+
+// The device lasts from upload to upload while it works; a driver reset removes it, and the next
+// upload makes another, with textures of its own.
+TEST(Upload, DeviceIsKeptUntilADriverResetRemovesIt) {
+  static ID3D11Device* removed = nullptr;
+  SpecialCommon& common = SpecialCommon::instance();
+  SpecialRGBAToTex uploader;
+  Source source(2, 8);
+  ASSERT_TRUE(uploader.memoryUploadTex(0, source.bytes.data(), 2, 2, 8));
+  removed = common.device();
+  // Held, so that no later device can have its address.
+  removed->AddRef();
+  ASSERT_TRUE(uploader.memoryUploadTex(0, source.bytes.data(), 2, 2, 8));
+  EXPECT_EQ(common.device(), removed);
+
+  const auto working = g_deviceRemovedReason;
+  g_deviceRemovedReason = [](ID3D11Device* device) {
+    return device == removed ? DXGI_ERROR_DEVICE_REMOVED : S_OK;
+  };
+  EXPECT_TRUE(uploader.memoryUploadTex(0, source.bytes.data(), 2, 2, 8));
+  g_deviceRemovedReason = working;
+  EXPECT_NE(common.device(), removed);
+  ID3D11Device* owner = nullptr;
+  uploader.sharedTexture()->GetDevice(&owner);
+  EXPECT_EQ(owner, common.device());
+  owner->Release();
+  removed->Release();
+}
