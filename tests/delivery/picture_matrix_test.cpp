@@ -72,10 +72,7 @@ struct Fitted {
 struct Image {
   std::vector<double> value;
   std::vector<int> channel;
-  void add(double byte, int of) {
-    value.push_back(byte);
-    channel.push_back(of);
-  }
+  void add(double byte, int of) { value.push_back(byte), channel.push_back(of); }
 };
 
 // The picture as `fit` shows it in a w by h image at `bitCount`: blue-first rows padded to 4
@@ -84,8 +81,6 @@ struct Image {
 Image image(int w, int h, int bitCount, uint32_t fourcc, const Fitted& fit, bool topDown,
             bool texture = false) {
   Image out;
-  out.value.reserve(size_t(w) * h * 4);
-  out.channel.reserve(size_t(w) * h * 4);
   const bool planar = bitCount == 12;
   for (int row = 0; row < h; ++row) {
     const int y = topDown || planar ? row : h - 1 - row;
