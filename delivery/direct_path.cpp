@@ -95,7 +95,7 @@ void CVCamStream::sendPlaceholderTexture() {
     image.resize(m_widthOutReq, m_heightOutReq, kTagABGR);
     // Never turned over: the client gets the mixer's textures as they lie, top row first.
     ScaleFrame(m_placeholderFrame.plane[0], m_placeholderFrame.width, m_placeholderFrame.height,
-               scaled.plane[0], m_widthOutReq, m_heightOutReq, 32, FrameFitMode::Stretch,
+               scaled.plane[0], m_widthOutReq, m_heightOutReq, 32, kPlaceholderFit,
                m_scaledFrame, false, m_fourcc);
     // The texture is red first.
     libyuv::ARGBToABGR(scaled.plane[0], scaled.stride[0], image.plane[0], image.stride[0],

@@ -26,63 +26,57 @@ Layout layoutOf(uint32_t tag) {
   }
 }
 
-constexpr uint32_t roundDownTo4(uint32_t bytes) { return bytes & ~3u; }
+void addPlane(PlaneLayout& layout, int32_t stride, int32_t rowBytes, int32_t rows) {
+  const int i = layout.planes++;
+  layout.offset[i] = layout.bytes;
+  layout.stride[i] = stride;
+  layout.rowBytes[i] = rowBytes;
+  layout.rows[i] = rows;
+  if (stride > 0 && rows > 0) layout.bytes += uint64_t(stride) * uint64_t(rows);
+}
 
 }  // namespace
 
-uint32_t imageSizeForTag(uint32_t tag, int32_t width, int32_t height) {
-  const uint32_t pixels = uint32_t(width) * uint32_t(height);
+PlaneLayout planeLayout(uint32_t tag, int32_t width, int32_t height) {
+  PlaneLayout layout;
+  const int32_t chromaWidth = int32_t((int64_t(width) + 1) / 2);
+  const int32_t chromaHeight = int32_t((int64_t(height) + 1) / 2);
   switch (layoutOf(tag)) {
     case Layout::Packed32:
-      return roundDownTo4(pixels * 4 + 3);
+      addPlane(layout, width * 4, width * 4, height);
+      break;
     case Layout::Packed24:
-      return roundDownTo4((pixels + 1) * 3);
-    case Layout::Planar420:
-    case Layout::SemiPlanar420:
-      return roundDownTo4(pixels * 3 / 2 + 3);
+      addPlane(layout, (width * 3 + 3) & ~3, width * 3, height);
+      break;
     case Layout::Byte:
-      return roundDownTo4(pixels + 3);
+      addPlane(layout, width, width, height);
+      break;
+    case Layout::Planar420:
+      addPlane(layout, width, width, height);
+      addPlane(layout, chromaWidth, chromaWidth, chromaHeight);
+      addPlane(layout, chromaWidth, chromaWidth, chromaHeight);
+      break;
+    case Layout::SemiPlanar420:
+      addPlane(layout, width, width, height);
+      addPlane(layout, chromaWidth * 2, chromaWidth * 2, chromaHeight);
+      break;
     case Layout::Unknown:
       break;
   }
-  return 0;
+  return layout;
+}
+
+uint32_t imageSizeForTag(uint32_t tag, int32_t width, int32_t height) {
+  return uint32_t(planeLayout(tag, width, height).bytes + 3) & ~3u;
 }
 
 void layOutPlanes(uint32_t tag, uint8_t* base, int32_t width, int32_t height,
                   uint8_t* plane[3], int32_t stride[3]) {
-  const Layout layout = layoutOf(tag);
-  if (layout == Layout::Unknown) return;
-  const uint32_t pixels = uint32_t(width) * uint32_t(height);
-  // Without storage every plane stays null, so that the converters refuse the image.
-  uint8_t* chroma = base ? base + pixels : nullptr;
-  plane[0] = base;
-  plane[1] = nullptr;
-  plane[2] = nullptr;
-  stride[1] = 0;
-  stride[2] = 0;
-  switch (layout) {
-    case Layout::Packed32:
-      stride[0] = width * 4;
-      break;
-    case Layout::Packed24:
-      stride[0] = width * 3;
-      break;
-    case Layout::Byte:
-      stride[0] = width;
-      break;
-    case Layout::Planar420:
-      plane[1] = chroma;
-      plane[2] = chroma ? chroma + pixels / 4 : nullptr;
-      stride[0] = width;
-      stride[1] = width / 2;
-      stride[2] = width / 2;
-      break;
-    case Layout::SemiPlanar420:
-      plane[1] = chroma;
-      stride[0] = width;
-      stride[1] = width;
-      break;
-    case Layout::Unknown:
-      break;
+  const PlaneLayout layout = planeLayout(tag, width, height);
+  if (layout.planes == 0) return;
+  for (int i = 0; i < 3; ++i) {
+    // Without storage every plane stays null, so that the converters refuse the image.
+    plane[i] = base && i < layout.planes ? base + layout.offset[i] : nullptr;
+    stride[i] = layout.stride[i];
   }
 }

@@ -24,7 +24,23 @@ constexpr uint32_t kTagNV12 = makeFormatTag("NV12");
 // One byte a pixel.
 constexpr uint32_t kTagBYTE = makeFormatTag("BYTE");
 
-// Bytes that a `width` by `height` image of `tag` occupies; 0 for a tag not listed above.
+// Where the planes of a `width` by `height` image of `tag` lie, as offsets from its start, and
+// the bytes they take together. The one rule for every writer and reader of frames: 24-bit rows
+// are padded to 4 bytes as in a bitmap, and 4:2:0 chroma covers odd sizes by rounding up, as
+// libyuv writes it. A tag not listed above has no planes and no bytes.
+struct PlaneLayout {
+  int planes = 0;
+  uint64_t offset[3] = {};
+  int32_t stride[3] = {};
+  // Rows and bytes of a row that hold pixels, a plane each.
+  int32_t rows[3] = {};
+  int32_t rowBytes[3] = {};
+  uint64_t bytes = 0;
+};
+PlaneLayout planeLayout(uint32_t tag, int32_t width, int32_t height);
+
+// Bytes that a `width` by `height` image of `tag` occupies, rounded up to 4; 0 for a tag not
+// listed above.
 uint32_t imageSizeForTag(uint32_t tag, int32_t width, int32_t height);
 
 // Plane starts and row strides of a `width` by `height` image of `tag` stored at `base`.

@@ -3,6 +3,7 @@
 #include <windows.h>
 #include <timeapi.h>
 
+#include <algorithm>
 #include <atomic>
 #include <stdexcept>
 
@@ -37,17 +38,20 @@ uint8_t* CVCamStream::readDeliverableFrame(CaptureFrameRecord& record) {
   const DWORD start = timeGetTime();
   for (;;) {
     uint8_t* pixels = readFrameRecord(record);
+    const DWORD now = timeGetTime();
     // A texture is read in the host's format whatever the mixer was asked for.
     if (!pixels || record.frameKind == kTextureFrame ||
-        m_layoutGuard.admits(record.timestampMs, record.width, record.height)) {
+        m_layoutGuard.admits(record.timestampMs, record.width, record.height, now)) {
       return pixels;
     }
     m_pCaptureShareMemory->unLockReadBuffer();
     LogPrint(1, "CVCamStream::FillBuffer skips the frame stamped %u: it may be of the layout before",
              static_cast<uint32_t>(record.timestampMs));
-    const DWORD waited = timeGetTime() - start;
-    if (waited >= kFrameWaitMs ||
-        WaitForSingleObject(m_hSynFrameEvent, kFrameWaitMs - waited) != WAIT_OBJECT_0) {
+    // The sample waits for a frame the guard trusts rather than show the placeholder: a switch of
+    // layout costs the host a short stall, and a mixer that published once is shown when settled.
+    const DWORD waited = now - start;
+    const DWORD limit = std::max<DWORD>(kFrameWaitMs, waited + m_layoutGuard.msUntilSettled(now));
+    if (waited >= limit || WaitForSingleObject(m_hSynFrameEvent, limit - waited) == WAIT_FAILED) {
       return nullptr;
     }
   }

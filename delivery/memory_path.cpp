@@ -5,6 +5,7 @@
 #include <atomic>
 #include <stdexcept>
 
+#include "delivery/output_size.h"
 #include "delivery/scale_frame.h"
 #include "diag/log.h"
 #include "filter/vcam_stream.h"
@@ -91,35 +92,31 @@ void CVCamStream::FillBufferVideoMemoryOutput(IMediaSample* sample) {
       }
     } else {
       m_bUsingVideoEnhancements = record.recordFlag != 0;
-      int32_t targetWidth = m_widthOutReq;
-      int32_t targetHeight = m_heightOutReq;
-      {
-        CAutoLock lock(&m_streamLock);
-        if (m_outputSizes.size() >= 2) {
-          targetWidth = m_outputSizes[1].first;
-          targetHeight = m_outputSizes[1].second;
-        }
-      }
-      // A client may ask for smaller frames than the negotiated size, never larger.
-      if (int64_t{targetWidth} * targetHeight > int64_t{m_widthOutReq} * m_heightOutReq) {
-        targetWidth = m_widthOutReq;
-        targetHeight = m_heightOutReq;
-      }
-
+      const PictureSize requested = {m_widthOutReq, m_heightOutReq};
+      PictureSize target = requested;
       if (record.frameKind == kTextureFrame) {
+        // The texture reader writes at the picture's own strides: only the sample's size is safe.
         // A texture that could not be read is no frame: the placeholder goes out, unstamped.
-        frameDelivered = deliverTextureFrame(record, sampleData, targetWidth, targetHeight);
+        frameDelivered = deliverTextureFrame(record, sampleData, target.width, target.height);
       } else {
+        {
+          CAutoLock lock(&m_streamLock);
+          if (m_outputSizes.size() >= 2) {
+            const PictureSize wanted = {m_outputSizes[1].first, m_outputSizes[1].second};
+            target = pictureSizeInSample(requested, wanted, m_bitCount);
+          }
+        }
         ScaleFrame(pixels, static_cast<int32_t>(record.width), static_cast<int32_t>(record.height),
-                   sampleData, targetWidth, targetHeight, m_bitCount, FrameFitMode::CropToFill,
-                   m_scaledFrame, m_isFlipHost, m_fourcc);
+                   SampleImage{sampleData, m_widthOutReq, m_heightOutReq, m_bitCount, m_fourcc},
+                   target.width, target.height, FrameFitMode::CropToFill, m_scaledFrame,
+                   m_isFlipHost);
         m_pCaptureShareMemory->unLockReadBuffer();
         frameDelivered = true;
       }
 
       if (frameDelivered) {
-        m_widthOut = targetWidth;
-        m_heightOut = targetHeight;
+        m_widthOut = target.width;
+        m_heightOut = target.height;
         sample->SetSyncPoint(TRUE);
         stampSampleTimes(sample, static_cast<int64_t>(record.timestampMs));
       }

@@ -21,9 +21,26 @@ HMODULE codeModule() {
   return module;
 }
 
+// Reads bottom row first: the picture was loaded for bottom-up RGB samples, planar ones are
+// top-down for every host.
+void toPlanarTopDown(const FrameBuffer& argb, FrameBuffer& yuv) {
+  if (!argb.plane[0]) return;
+  const uint8_t* lastRow = argb.plane[0] + ptrdiff_t(argb.height - 1) * argb.stride[0];
+  if (yuv.fourcc == kTagNV12) {
+    libyuv::ARGBToNV12(lastRow, -argb.stride[0], yuv.plane[0], yuv.stride[0], yuv.plane[1],
+                       yuv.stride[1], yuv.width, yuv.height);
+  } else if (yuv.fourcc == kTagI420) {
+    libyuv::ARGBToI420(lastRow, -argb.stride[0], yuv.plane[0], yuv.stride[0], yuv.plane[1],
+                       yuv.stride[1], yuv.plane[2], yuv.stride[2], yuv.width, yuv.height);
+  }
+}
+
 }  // namespace
 
 bool CVCamStream::LoadBackground(bool reverseRows) {
+  // A picture that is missing or does not decode is tried once, not at every sample.
+  m_placeholderLoadTried = true;
+  m_placeholderRowsReversed = reverseRows;
   WORD id = isResolusion_43() ? kPicture4x3 : kPicture16x9;
   HMODULE module = codeModule();
   HRSRC found = FindResourceW(module, MAKEINTRESOURCEW(id), L"PNG");
@@ -39,7 +56,6 @@ bool CVCamStream::LoadBackground(bool reverseRows) {
   decodeImage(LockResource(loaded), SizeofResource(module, found), image);
 
   m_placeholderFrame.resize(image.width, image.height, kTagRGB4);
-  m_placeholderRowsReversed = reverseRows;
   int32_t height = reverseRows ? -image.height : image.height;
   if (image.bitsPerPixel == 32) {
     libyuv::ARGBScale(image.pixels.data(), image.pitch, image.width, height,
@@ -54,47 +70,31 @@ bool CVCamStream::LoadBackground(bool reverseRows) {
 
 void CVCamStream::ensurePlaceholder(bool reverseRows) {
   // The other path's picture lies in the other row order.
-  if (m_placeholderFrame.width == 0 || m_placeholderRowsReversed != reverseRows) {
+  if (!m_placeholderLoadTried || m_placeholderRowsReversed != reverseRows) {
     LoadBackground(reverseRows);
   }
 }
 
 void CVCamStream::copyPlaceholderToSample(BYTE* sampleData) {
+  const FrameBuffer& picture = m_placeholderFrame;
   if (m_bitCount != 12) {
-    ScaleFrame(m_placeholderFrame.plane[0], m_placeholderFrame.width, m_placeholderFrame.height,
-               sampleData, m_widthOutReq, m_heightOutReq, m_bitCount, FrameFitMode::Stretch,
-               m_scaledFrame, m_isFlipHost, m_fourcc);
+    ScaleFrame(picture.plane[0], picture.width, picture.height, sampleData, m_widthOutReq,
+               m_heightOutReq, m_bitCount, kPlaceholderFit, m_scaledFrame, m_isFlipHost, m_fourcc);
     return;
   }
 
-  // Two conversions per sample would be too many; the planar picture is kept per size.
-  if (m_placeholderFrameYuv.width != m_widthOutReq || m_placeholderFrameYuv.height != m_heightOutReq ||
-      m_placeholderFrameYuv.fourcc != kTagI420) {
-    m_scaledFrame.resize(m_widthOutReq, m_heightOutReq, kTagRGB4);
-    // Planar frames are never turned over, so neither is their placeholder.
-    ScaleFrame(m_placeholderFrame.plane[0], m_placeholderFrame.width, m_placeholderFrame.height,
-               m_scaledFrame.plane[0], m_widthOutReq, m_heightOutReq, 32, FrameFitMode::Stretch,
-               m_scaledFrame, false, m_fourcc);
-    m_placeholderFrameYuv.resize(m_widthOutReq, m_heightOutReq, kTagI420);
-    // Read bottom row first: the picture was loaded for bottom-up RGB samples, planar ones are top-down.
-    const FrameBuffer& argb = m_scaledFrame;
-    FrameBuffer& yuv = m_placeholderFrameYuv;
-    const int32_t height = m_heightOutReq;
-    auto toI420 = [&](int32_t firstRow, int32_t rows) {
-      libyuv::ARGBToI420(argb.plane[0] + ptrdiff_t(height - 1 - firstRow) * argb.stride[0],
-                         -argb.stride[0], yuv.plane[0] + ptrdiff_t(firstRow) * yuv.stride[0],
-                         yuv.stride[0], yuv.plane[1] + ptrdiff_t(firstRow / 2) * yuv.stride[1],
-                         yuv.stride[1], yuv.plane[2] + ptrdiff_t(firstRow / 2) * yuv.stride[2],
-                         yuv.stride[2], m_widthOutReq, rows);
-    };
-    if (argb.plane[0] && yuv.plane[0]) {
-      toI420(0, height & ~1);
-      // A whole odd-height frame would get one chroma row more than the layout holds: the last
-      // two rows are converted again as a pair instead.
-      if (height > 1 && (height & 1)) toI420(height - 2, 2);
-    }
+  // Without a picture the sample keeps what it held, as the packed formats do.
+  if (!picture.plane[0]) return;
+  // Two conversions per sample would be too many; the planar picture is kept per size and format.
+  FrameBuffer& yuv = m_placeholderFrameYuv;
+  const int32_t width = m_widthOutReq, height = m_heightOutReq;
+  if (yuv.width != width || yuv.height != height || yuv.fourcc != m_fourcc) {
+    m_scaledFrame.resize(width, height, kTagRGB4);
+    ScaleFrame(picture.plane[0], picture.width, picture.height, m_scaledFrame.plane[0], width,
+               height, 32, kPlaceholderFit, m_scaledFrame, false, kTagRGB4);
+    yuv.resize(width, height, m_fourcc);
+    toPlanarTopDown(m_scaledFrame, yuv);
   }
-  ScaleFrame(m_placeholderFrameYuv.plane[0], m_placeholderFrameYuv.width, m_placeholderFrameYuv.height,
-             sampleData, m_widthOutReq, m_heightOutReq, 12, FrameFitMode::Stretch, m_scaledFrame,
-             m_isFlipHost, m_fourcc);
+  ScaleFrame(yuv.plane[0], yuv.width, yuv.height, sampleData, width, height, 12,
+             FrameFitMode::Stretch, m_scaledFrame, false, m_fourcc);
 }

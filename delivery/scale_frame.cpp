@@ -1,9 +1,8 @@
 #include "delivery/scale_frame.h"
 
-#include <algorithm>
-
 #include <libyuv/convert_from_argb.h>
 #include <libyuv/scale.h>
+#include <libyuv/scale_uv.h>
 
 #include "delivery/format_tags.h"
 #include "delivery/frame_buffer.h"
@@ -12,97 +11,86 @@
 
 namespace {
 
-// This libyuv's ScalePlane checks nothing itself; refuse as its other operations do.
-void scalePlane(const uint8_t* src, int32_t srcStride, int32_t srcWidth, int32_t srcHeight,
-                uint8_t* dst, int32_t dstStride, int32_t dstWidth, int32_t dstHeight) {
-  if (!src || !dst || srcWidth < 1 || srcHeight < 1 || dstWidth < 1 || dstHeight < 1) return;
-  libyuv::ScalePlane(src, srcStride, srcWidth, srcHeight, dst, dstStride, dstWidth, dstHeight,
-                     libyuv::kFilterBilinear);
-}
-
 void logStatistics() {
   char line[OutputStatistics::kLineSize] = {};
   if (scaleFrameStatistics().count(line)) LogPrint(1, "%s", line);
 }
 
-void scaleI420(const uint8_t* src, int32_t sw, int32_t sh, uint8_t* dst, int32_t dw,
-               int32_t dh) {
-  scalePlane(src, sw, sw, sh, dst, dw, dw, dh);
-  const uint8_t* srcU = src + int64_t(sw) * sh;
-  uint8_t* dstU = dst + int64_t(dw) * dh;
-  scalePlane(srcU, sw >> 1, sw >> 1, sh >> 1, dstU, dw >> 1, dw >> 1, dh >> 1);
-  const uint8_t* srcV = srcU + int64_t(sh >> 1) * (sw >> 1);
-  uint8_t* dstV = dstU + int64_t(dh >> 1) * (dw >> 1);
-  scalePlane(srcV, sw >> 1, sw >> 1, sh >> 1, dstV, dw >> 1, dw >> 1, dh >> 1);
+uint32_t sampleTag(int32_t bitCount, uint32_t fourcc) {
+  if (bitCount == 24) return kTagRGB3;
+  if (bitCount == 32) return kTagRGB4;
+  if (bitCount == 12 && (fourcc == kTagI420 || fourcc == kTagNV12)) return fourcc;
+  return 0;
 }
 
-// Simple on purpose: the interleaved chroma is scaled as plain bytes and its target height is
-// the source's, so a taller target keeps its lower chroma rows. Only a shorter target gets its
-// own height: the source's would run past the sample. Equal sizes, the normal case, copy exactly.
-void scaleNV12(const uint8_t* src, int32_t sw, int32_t sh, uint8_t* dst, int32_t dw,
-               int32_t dh) {
-  scalePlane(src, sw, sw, sh, dst, dw, dw, dh);
-  const int32_t chromaRows = std::min(sh >> 1, dh >> 1);
-  scalePlane(src + int64_t(sw) * sh, sw, sw, sh >> 1, dst + int64_t(dw) * dh, dw, dw, chromaRows);
+int32_t half(int32_t size) { return (size + 1) / 2; }
+
+// The source's crop, even-aligned so that its chroma starts at a whole sample, scaled plane by
+// plane; the interleaved chroma of NV12 is scaled as pairs, so U and V never blend. (This
+// libyuv's pair filter weighs by 127ths when it enlarges: a code may be lost.)
+void scalePlanar(const uint8_t* src, int32_t sw, int32_t sh, const SampleImage& sample,
+                 uint32_t tag, int32_t dw, int32_t dh, FrameFitMode fitMode) {
+  ImageArea crop = {0, 0, sw, sh};
+  if (fitMode != FrameFitMode::Stretch) crop = cropToShape(sw, sh, dw, dh);
+  crop.x &= ~1;
+  crop.y &= ~1;
+  const PlaneLayout from = planeLayout(tag, sw, sh);
+  const PlaneLayout into = planeLayout(tag, sample.width, sample.height);
+  libyuv::ScalePlane(src + crop.y * int64_t(sw) + crop.x, from.stride[0], crop.width,
+                     crop.height, sample.data, into.stride[0], dw, dh, libyuv::kFilterBilinear);
+  const int64_t chromaX = crop.x / 2, chromaY = crop.y / 2;
+  if (tag == kTagNV12) {
+    libyuv::UVScale(src + from.offset[1] + chromaY * from.stride[1] + chromaX * 2, from.stride[1],
+                    half(crop.width), half(crop.height), sample.data + into.offset[1],
+                    into.stride[1], half(dw), half(dh), libyuv::kFilterBilinear);
+    return;
+  }
+  for (int i = 1; i < 3; ++i) {
+    libyuv::ScalePlane(src + from.offset[i] + chromaY * from.stride[i] + chromaX, from.stride[i],
+                       half(crop.width), half(crop.height), sample.data + into.offset[i],
+                       into.stride[i], half(dw), half(dh), libyuv::kFilterBilinear);
+  }
 }
 
 }  // namespace
 
-void ScaleFrame(const uint8_t* src, int32_t srcWidth, int32_t srcHeight, uint8_t* dst,
-                int32_t dstWidth, int32_t dstHeight, int32_t bitCount, FrameFitMode fitMode,
-                FrameBuffer& scaledFrame, bool flip, uint32_t fourcc) {
+void ScaleFrame(const uint8_t* src, int32_t srcWidth, int32_t srcHeight, const SampleImage& sample,
+                int32_t pictureWidth, int32_t pictureHeight, FrameFitMode fitMode,
+                FrameBuffer& scaledFrame, bool flip) {
+  logStatistics();
+  const uint32_t tag = sampleTag(sample.bitCount, sample.fourcc);
+  // An empty placeholder arrives as a null source; the sample then keeps what it held. This
+  // libyuv's ScalePlane checks nothing itself, so sizes are checked here for every format.
+  if (!src || !sample.data || tag == 0 || srcWidth < 1 || srcHeight < 1) return;
+  if (pictureWidth < 1 || pictureHeight < 1 || pictureWidth > sample.width ||
+      pictureHeight > sample.height) {
+    return;
+  }
+  if (tag == kTagI420 || tag == kTagNV12) {
+    scalePlanar(src, srcWidth, srcHeight, sample, tag, pictureWidth, pictureHeight, fitMode);
+    return;
+  }
   // The source is only read; the wrapper's pointer is not const because the record's isn't.
   const FrameBuffer source(const_cast<uint8_t*>(src), srcWidth, srcHeight, kTagRGB4);
-  FrameBuffer target(dst, dstWidth, dstHeight, kTagRGB4);
-  logStatistics();
-  // An empty placeholder arrives as a null source; the sample then keeps what it held.
-  if (!src || !dst) return;
-  switch (bitCount) {
-    case 24:
-      scaledFrame.resize(dstWidth, dstHeight, kTagRGB4);
-      ScaleImage32(source, scaledFrame, fitMode, flip);
-      libyuv::ARGBToRGB24(scaledFrame.plane[0], scaledFrame.stride[0], dst, dstWidth * 3,
-                          dstWidth, dstHeight);
-      break;
-    case 32:
-      ScaleImage32(source, target, fitMode, flip);
-      break;
-    case 12:
-      if (fourcc == kTagI420) {
-        scaleI420(src, srcWidth, srcHeight, dst, dstWidth, dstHeight);
-      } else if (fourcc == kTagNV12) {
-        scaleNV12(src, srcWidth, srcHeight, dst, dstWidth, dstHeight);
-      }
-      break;
-    default:
-      break;
+  const int32_t sampleStride = planeLayout(tag, sample.width, sample.height).stride[0];
+  if (tag == kTagRGB3) {
+    scaledFrame.resize(pictureWidth, pictureHeight, kTagRGB4);
+    ScaleImage32(source, scaledFrame, fitMode, flip);
+    libyuv::ARGBToRGB24(scaledFrame.plane[0], scaledFrame.stride[0], sample.data, sampleStride,
+                        pictureWidth, pictureHeight);
+    return;
   }
+  FrameBuffer target(sample.data, pictureWidth, pictureHeight, kTagRGB4);
+  target.stride[0] = sampleStride;
+  ScaleImage32(source, target, fitMode, flip);
 }
 
 uint64_t scaleFrameSourceBytes(uint32_t width, uint32_t height, int32_t bitCount) {
-  const uint64_t pixels = uint64_t(width) * height;
-  switch (bitCount) {
-    case 24:
-    case 32:
-      return pixels * 4;
-    case 12:
-      return pixels * 3 / 2;
-    default:
-      return 0;
-  }
+  if (bitCount == 24 || bitCount == 32) return uint64_t(width) * height * 4;
+  return bitCount == 12 ? planeLayout(kTagI420, int32_t(width), int32_t(height)).bytes : 0;
 }
 
 uint64_t scaleFrameTargetBytes(int32_t width, int32_t height, int32_t bitCount) {
   if (width <= 0 || height <= 0) return 0;
-  const uint64_t pixels = uint64_t(width) * uint64_t(height);
-  switch (bitCount) {
-    case 12:
-      return pixels * 3 / 2;
-    case 24:
-      return pixels * 3;
-    case 32:
-      return pixels * 4;
-    default:
-      return 0;
-  }
+  return planeLayout(sampleTag(bitCount, kTagI420), width, height).bytes;
 }

@@ -77,7 +77,10 @@ void FillZarnExternalResolution() {
 }
 
 int32_t imageSizeOfRow(const VideoCaptureInfo& row) {
-  if (row.fourcc == 0 || row.fourcc == 3) return row.bitCount * row.height * row.width / 8;
+  // Rows of a bitmap are padded to 4 bytes.
+  if (row.fourcc == 0 || row.fourcc == 3) {
+    return ((row.bitCount * row.width / 8 + 3) & ~3) * row.height;
+  }
   if (row.fourcc == kTagI420 || row.fourcc == kTagNV12) return row.height * row.width * 3 / 2;
   return 0;
 }

@@ -126,6 +126,7 @@ class CVCamStream : public CSourceStream,
   // Bottom row first, as LoadBackground was last asked for.
   bool m_placeholderRowsReversed = false;
   FrameBuffer m_placeholderFrameYuv;
+  bool m_placeholderLoadTried = false;
   FrameBuffer m_textureFrame;
   FrameBuffer m_scaledFrame;
   FrameBuffer m_placeholderTextureFrame;

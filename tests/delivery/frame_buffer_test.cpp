@@ -18,12 +18,15 @@ TEST(FormatTags, SizeAndPlanesFollowTheTag) {
   };
   const Case cases[] = {
       {kTagRGB4, 3, 3, 36, {base, nullptr, nullptr}, {12, 0, 0}},
-      {kTagRGB3, 3, 1, 12, {base, nullptr, nullptr}, {9, 0, 0}},
-      {kTag24BG, 1, 1, 4, {base, nullptr, nullptr}, {3, 0, 0}},
+      // Bitmap rows: 24-bit rows are padded to 4 bytes.
+      {kTagRGB3, 3, 2, 24, {base, nullptr, nullptr}, {12, 0, 0}},
+      {kTag24BG, 1, 1, 4, {base, nullptr, nullptr}, {4, 0, 0}},
       {kTagBYTE, 3, 1, 4, {base, nullptr, nullptr}, {3, 0, 0}},
       {kTagI420, 8, 4, 48, {base, base + 32, base + 40}, {8, 4, 4}},
-      {kTagYV12, 3, 3, 16, {base, base + 9, base + 11}, {3, 1, 1}},
+      // Odd sizes: chroma rounds up, 2 by 2 samples of 3 by 3.
+      {kTagYV12, 3, 3, 20, {base, base + 9, base + 13}, {3, 2, 2}},
       {kTagNV12, 8, 4, 48, {base, base + 32, nullptr}, {8, 8, 0}},
+      {kTagNV12, 5, 3, 28, {base, base + 15, nullptr}, {5, 6, 0}},
       {makeFormatTag("YUY2"), 8, 4, 0, {untouched, untouched, untouched}, {-1, -1, -1}},
   };
   for (const Case& c : cases) {
@@ -56,6 +59,9 @@ TEST(FrameBuffer, StorageOnlyGrowsKeepsItsBytesAndCarriesThePlanes) {
   EXPECT_EQ(64u * 48 * 3, frame.capacity);
   EXPECT_EQ(storage + 32 * 16, frame.plane[1]);
   EXPECT_EQ(16, frame.stride[2]);
+  // Four bytes more than it holds is still more.
+  frame.resize(2305, 1, kTagRGB4);
+  EXPECT_EQ(2305u * 4, frame.capacity);
 }
 
 }  // namespace

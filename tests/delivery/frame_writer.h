@@ -2,6 +2,9 @@
 // The mixer's half of the frame region, in the test's own process.
 #include <windows.h>
 
+#include <algorithm>
+#include <vector>
+
 #include "link/capture_share_memory_mgr.h"
 #include "link/frame_region_layout.h"
 #include "link/test_pattern.h"
@@ -19,14 +22,23 @@ inline CaptureFrameRecord frameRecord(uint32_t width, uint32_t height, uint64_t 
 }
 
 struct FrameWriter {
-  explicit FrameWriter(bool sealed = true, int32_t headerSize = kFrameHeaderSize) {
-    writer.create(headerSize, 64, 48, sealed, GetCurrentProcessId());
+  // Buffers big enough for 32-bit frames of `width` by `height`.
+  explicit FrameWriter(bool sealed = true, int32_t headerSize = kFrameHeaderSize,
+                       int32_t width = 64, int32_t height = 48) {
+    writer.create(headerSize, width, height, sealed, GetCurrentProcessId());
   }
   // The start of the region, for a test that breaks its header.
   uint8_t* region() {
     uint32_t offset = 0;
     HANDLE mapping = nullptr;
     return writer.lockWriteBuffer(offset, mapping) - offset;
+  }
+  // Publishes `bytes` as the pixels of `record`'s frame.
+  void publish(CaptureFrameRecord record, const std::vector<uint8_t>& bytes) {
+    uint32_t offset = 0;
+    HANDLE mapping = nullptr;
+    std::copy(bytes.begin(), bytes.end(), writer.lockWriteBuffer(offset, mapping));
+    writer.unLockWriteBuffer(record, true);
   }
   void publish(CaptureFrameRecord record) {
     if (record.frameKind != kTextureFrame) {

@@ -6,6 +6,7 @@
 
 #include "delivery/format_tags.h"
 #include "delivery/frame_buffer.h"
+#include "delivery/output_size.h"
 #include "delivery/scale_frame.h"
 
 namespace {
@@ -48,21 +49,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const int32_t width = input.side(), height = input.side();
   int32_t dstWidth = width, dstHeight = height;
   if (options & 0x80) {
-    // A client's smaller size; the memory path keeps the negotiated one for a larger area.
-    dstWidth = int32_t(input.take(2) % (kLargestSide + 1));
-    dstHeight = int32_t(input.take(2) % (kLargestSide + 1));
-    if (int64_t(dstWidth) * dstHeight > int64_t(width) * height) {
-      dstWidth = width;
-      dstHeight = height;
-    }
+    // A client's own size, as the memory path fits it to the negotiated one.
+    const PictureSize wanted = {int32_t(input.take(2) % (kLargestSide + 1)),
+                                int32_t(input.take(2) % (kLargestSide + 1))};
+    const PictureSize picture = pictureSizeInSample({width, height}, wanted, bitCount);
+    dstWidth = picture.width;
+    dstHeight = picture.height;
   }
 
   const uint64_t sourceBytes = scaleFrameSourceBytes(srcWidth, srcHeight, bitCount);
   std::unique_ptr<uint8_t[]> source(new uint8_t[sourceBytes ? sourceBytes : 1]);
-  // The negotiated sample size, by the rule of the format catalogue.
-  std::unique_ptr<uint8_t[]> sample(new uint8_t[uint64_t(width) * uint64_t(height) * bitCount / 8]);
+  // The negotiated sample size, by the rule of the stream's samples.
+  std::unique_ptr<uint8_t[]> sample(new uint8_t[scaleFrameTargetBytes(width, height, bitCount)]);
   FrameBuffer scratch;
-  ScaleFrame(source.get(), srcWidth, srcHeight, sample.get(), dstWidth, dstHeight, bitCount,
-             fitMode, scratch, flip, fourcc);
+  const SampleImage into = {sample.get(), width, height, bitCount, fourcc};
+  ScaleFrame(source.get(), srcWidth, srcHeight, into, dstWidth, dstHeight, fitMode, scratch, flip);
   return 0;
 }

@@ -20,16 +20,19 @@ struct Read {
   std::vector<uint8_t> bytes;  // RGB rows as they lie; planar as Y, U, V planes
 };
 
-// Reads into memory that ends at a guard page right after the image's exact size (12 bits a
-// pixel for planar tags), so a write past the layout faults.
+// Reads into memory that ends at a guard page right after the image's layout (the one every
+// writer keeps: bitmap rows, 4:2:0 chroma rounded up), so a write past the layout faults.
 Read readFrame(SharedTexHelper& helper, uint32_t textureId, int width, int height, uint32_t tag,
                bool is709, bool isFullRange) {
   const bool planar = tag == kTagI420 || tag == kTagNV12;
   const int bytesPerRow = planar ? width : tag == kTagRGB3 ? width * 3 : width * 4;
-  GuardedBuffer memory(planar ? width * height * 3 / 2 : bytesPerRow * height, kFill);
+  GuardedBuffer memory(planeLayout(tag, width, height).bytes, kFill);
   FrameBuffer target(memory.data(), width, height, tag);
   Read read = {helper.getFrameFromSharedTex(0, textureId, target, 1, is709, isFullRange), {}};
-  read.bytes.assign(target.plane[0], target.plane[0] + bytesPerRow * height);
+  for (int y = 0; y < height; ++y) {
+    const uint8_t* row = target.plane[0] + y * target.stride[0];
+    read.bytes.insert(read.bytes.end(), row, row + bytesPerRow);
+  }
   for (int plane = 1; planar && plane < 3; ++plane) {
     for (int y = 0; y < height / 2; ++y) {
       for (int x = 0; x < width / 2; ++x) {
