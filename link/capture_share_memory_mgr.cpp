@@ -95,10 +95,13 @@ void CaptureShareMemoryMgr::create(int32_t headerSize, int32_t width, int32_t he
   }
 }
 
-uint8_t* CaptureShareMemoryMgr::lockWriteBuffer(uint32_t& offset, HANDLE& mapping) {
+uint8_t* CaptureShareMemoryMgr::lockWriteBuffer(uint32_t& offset, HANDLE& mapping,
+                                                uint64_t bytes) {
   uint8_t* region = m_region.view();
   if (!region) return nullptr;
   const uint64_t at = writeBufferOffset(region, m_encrypted);
+  const uint64_t size = m_region.regionSize();
+  if (at > size || bytes > size - at) return nullptr;
   offset = uint32_t(at);
   mapping = m_region.mappingHandle();
   return region + at;

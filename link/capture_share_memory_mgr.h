@@ -56,8 +56,9 @@ class CaptureShareMemoryMgr {
               uint32_t creatorValue);
   // True when the last create made the region rather than found it.
   bool createdRegion() const { return m_region.createdNew(); }
-  // The buffer to fill next, without a lock; null when there is no region.
-  uint8_t* lockWriteBuffer(uint32_t& offset, HANDLE& mapping);
+  // The buffer to fill next with `bytes`, without a lock; null when there is no region, or when
+  // a region left by another writer names a buffer that can't hold them.
+  uint8_t* lockWriteBuffer(uint32_t& offset, HANDLE& mapping, uint64_t bytes = 0);
   // Publishes `record` under the mutex; `swap` makes the buffer just filled the complete one.
   // Nothing is published when the mutex can't be had in time.
   void unLockWriteBuffer(CaptureFrameRecord& record, bool swap);

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "link/byte_order.h"
 #include "link/test_pattern.h"
 #include "tests/link/expected_text.h"
 #include "tests/link/link_test_support.h"
@@ -37,6 +38,22 @@ ZARN_CHILD_ROLE(read_once) {
   if (!reader.attach(false) || !reader.lockReadBuffer(record)) return 1;
   reader.unLockReadBuffer();
   return 0;
+}
+
+// A region left by a lying writer must not lead the next writer past its end.
+TEST(CaptureShareMemory, WriterRefusesABufferThatEndsPastTheRegion) {
+  CaptureShareMemoryMgr writer(L"ZARN_TEST_WRITE_BOUNDS");
+  writer.create(1024, 8, 8, false, 0);
+  uint32_t offset = 0;
+  HANDLE mapping = nullptr;
+  uint8_t* buffer = writer.lockWriteBuffer(offset, mapping);
+  ASSERT_NE(buffer, nullptr);
+  const uint64_t room = writer.getRegionSize() - offset;
+  EXPECT_EQ(writer.lockWriteBuffer(offset, mapping, room), buffer);
+  EXPECT_EQ(writer.lockWriteBuffer(offset, mapping, room + 1), nullptr);
+  storeLittleEndian64(buffer - offset + record_offset::kWriteBufferOffset,
+                      writer.getRegionSize() + 1);
+  EXPECT_EQ(writer.lockWriteBuffer(offset, mapping), nullptr);
 }
 
 // The sealed header as the mixer's peer sees it. Its record's bytes were computed by two

@@ -120,7 +120,13 @@ bool MixerSim::publishFrame() {
   } else {
     uint32_t offset = 0;
     HANDLE mapping = nullptr;
-    uint8_t* pixels = m_frames.lockWriteBuffer(offset, mapping);
+    uint8_t* pixels =
+        m_frames.lockWriteBuffer(offset, mapping, frameLayoutBytes(m_fourcc, m_width, m_height));
+    if (!pixels) {
+      std::fprintf(stderr, "zarnmixer-sim: the frame region's buffer can't hold a %dx%d frame\n",
+                   m_width, m_height);
+      return false;
+    }
     writeFrameLayout(m_picture.data(), m_width, m_height, m_fourcc, pixels);
   }
   m_frames.unLockWriteBuffer(record, !m_options.texture);
