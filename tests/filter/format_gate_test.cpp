@@ -46,10 +46,18 @@ ZARN_CHILD_ROLE(format_call) {
   return result == S_OK ? kGranted : result == E_ACCESSDENIED ? kDenied : 1;
 }
 
+// What a host reads back through GetFormat.
+CMediaType currentFormat(CVCamStream* pin) {
+  AM_MEDIA_TYPE* format = nullptr;
+  EXPECT_EQ(pin->GetFormat(&format), S_OK);
+  CMediaType current(*format);
+  DeleteMediaType(format);
+  return current;
+}
+
 TEST_F(FormatGate, SetFormatRefusesBadTypesWithTheBareValueAndKeepsTheCurrentType) {
   HeldFilter held;
-  CMediaType before;
-  held.pin()->GetMediaType(0, &before);
+  const CMediaType before = currentFormat(held.pin());
   struct Case {
     const char* name;
     void (*change)(CMediaType&);
@@ -67,6 +75,19 @@ TEST_F(FormatGate, SetFormatRefusesBadTypesWithTheBareValueAndKeepsTheCurrentTyp
       {"i420 at 24 bits", [](CMediaType& t) { headerOf(t).biCompression = kTagI420; }},
       {"unknown compression",
        [](CMediaType& t) { headerOf(t).biCompression = makeFormatTag("YUY2"); }},
+      {"rgb24 subtype at 32 bits", [](CMediaType& t) { headerOf(t).biBitCount = 32; }},
+      {"i420 subtype with nv12 compression",
+       [](CMediaType& t) {
+         t.SetSubtype(&MEDIASUBTYPE_I420);
+         headerOf(t).biBitCount = 12;
+         headerOf(t).biCompression = kTagNV12;
+       }},
+      // Planar chroma of an odd side, and unpadded 24-bit rows, can't be written whole.
+      {"i420 of odd width",
+       [](CMediaType& t) { t = videoType(MEDIASUBTYPE_I420, 641, 480, 12, kTagI420, 0); }},
+      {"nv12 of odd height",
+       [](CMediaType& t) { t = videoType(MEDIASUBTYPE_NV12, 640, 481, 12, kTagNV12, 0); }},
+      {"rgb24 rows not in words", [](CMediaType& t) { headerOf(t).biWidth = 642; }},
   };
   EXPECT_EQ(held.pin()->SetFormat(nullptr), HRESULT(-1));
   for (const Case& c : cases) {
@@ -74,9 +95,7 @@ TEST_F(FormatGate, SetFormatRefusesBadTypesWithTheBareValueAndKeepsTheCurrentTyp
     CMediaType type = rgb24Type();
     c.change(type);
     EXPECT_EQ(held.pin()->SetFormat(&type), HRESULT(-1));
-    CMediaType current;
-    held.pin()->GetMediaType(0, &current);
-    EXPECT_TRUE(current == before);
+    EXPECT_TRUE(currentFormat(held.pin()) == before);
   }
 }
 
@@ -98,6 +117,7 @@ TEST_F(FormatGate, SetFormatOnAnUnconnectedPinOnlyTakesTheTypeAndSetMediaTypePub
     const Published before = published();
     HeldFilter held;
     ASSERT_EQ(held.pin()->SetFormat(&c.type), S_OK);
+    EXPECT_TRUE(currentFormat(held.pin()) == c.type);
     EXPECT_EQ(held.pin()->CheckMediaType(&c.type), S_OK);
     EXPECT_EQ(published().width, before.width);
 
@@ -118,7 +138,7 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
   ASSERT_TRUE(gone.wait(10000));
 
   enum class Holder { None, Live, Gone };
-  enum class Claim { Kept, Cleared, Asker };
+  enum class Claim { Kept, Cleared };
   struct Case {
     const wchar_t* call;
     bool enabled;
@@ -132,9 +152,9 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
       {L"setformat", false, Holder::Gone, kDenied, Claim::Kept},
       {L"setformat", true, Holder::Live, kDenied, Claim::Kept},
       {L"setmediatype", true, Holder::Live, kDenied, Claim::Kept},
-      // Only SetMediaType goes on to publish and claim for the asking host.
+      // SetMediaType's claim ends with the asking host's filter.
       {L"setformat", true, Holder::Gone, kGranted, Claim::Cleared},
-      {L"setmediatype", true, Holder::Gone, kGranted, Claim::Asker},
+      {L"setmediatype", true, Holder::Gone, kGranted, Claim::Cleared},
   };
   // This test process is the live holder; the installed copy is the host that asks.
   const uint32_t pids[] = {0, GetCurrentProcessId(), gone.pid()};
@@ -154,8 +174,7 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
     const bool notice = c.holder == Holder::Live;
     const std::string log = install.waitForLog(notice ? 1 : 0);
     EXPECT_EQ(log.find("VirtualCamBeUsed/") != std::string::npos, notice) << log;
-    const uint32_t claims[] = {holder, 0, host.pid()};
-    EXPECT_EQ(mixer.getOpeningProcessId(), claims[int(c.claim)]);
+    EXPECT_EQ(mixer.getOpeningProcessId(), c.claim == Claim::Kept ? holder : 0);
   }
 }
 
@@ -194,15 +213,17 @@ TEST_F(FormatGate, SetFormatOnAConnectedPinReconnectsAndPublishesOrWhenItCannotK
     const HRESULT refused = held.pin()->SetFormat(&larger);
     EXPECT_TRUE(running ? refused == VFW_E_NOT_STOPPED : FAILED(refused)) << std::hex << refused;
     held->Stop();
-    CMediaType after;
-    held.pin()->GetMediaType(0, &after);
-    EXPECT_TRUE(after == before);
+    EXPECT_TRUE(currentFormat(held.pin()) == before);
+    AM_MEDIA_TYPE kept = {};
+    ASSERT_EQ(sink->pin()->ConnectionMediaType(&kept), S_OK);
+    EXPECT_EQ(headerOf(kept).biWidth, 640);
+    FreeMediaType(kept);
     EXPECT_EQ(published().width, 640);
   }
   graph->Release();
 }
 
-TEST_F(MediaTypeNegotiation, OnlyTheCurrentTypeWithinTheSizeBoundsIsTakenAndItsBufferHoldsAFrame) {
+TEST_F(MediaTypeNegotiation, SetFormatAndCheckMediaTypeTakeTheSameSizesAndTheBufferHoldsAFrame) {
   CMediaType other, topDown;
   pin->GetMediaType(2, &other);
   pin->GetMediaType(0, &topDown);
@@ -212,9 +233,10 @@ TEST_F(MediaTypeNegotiation, OnlyTheCurrentTypeWithinTheSizeBoundsIsTakenAndItsB
   EXPECT_EQ(pin->CheckMediaType(nullptr), E_POINTER);
   const struct {
     LONG width, height;
-    HRESULT want;
-  } cases[] = {{191, 480, E_INVALIDARG}, {640, 191, E_INVALIDARG}, {192, 192, S_OK},
-               {3840, 3840, S_OK},       {3841, 2160, E_INVALIDARG}, {640, 3841, E_INVALIDARG}};
+    bool taken;
+  } cases[] = {{191, 480, false},  {640, 191, false},   {192, 192, true},  {3840, 3840, true},
+               {3841, 2160, false}, {640, 3841, false}, {160, 120, false}, {4096, 2160, false},
+               {0, 0, false},       {640, -480, false}};
   IMemAllocator* allocator = zarn::test::newMemAllocator();
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.width << "x" << c.height);
@@ -224,8 +246,11 @@ TEST_F(MediaTypeNegotiation, OnlyTheCurrentTypeWithinTheSizeBoundsIsTakenAndItsB
     headerOf(type).biHeight = c.height;
     // A host's image size may be stale or short: the buffer holds the whole frame all the same.
     headerOf(type).biSizeImage = 1000;
-    ASSERT_EQ(pin->SetFormat(&type), S_OK);
-    EXPECT_EQ(pin->CheckMediaType(&type), c.want);
+    EXPECT_EQ(pin->SetFormat(&type), c.taken ? S_OK : HRESULT(-1));
+    // Even once a connection made it the current type, a size out of bounds is refused.
+    if (!c.taken) pin->SetMediaType(&type);
+    EXPECT_EQ(pin->CheckMediaType(&type), c.taken ? S_OK : E_INVALIDARG);
+    if (!c.taken) continue;
     ALLOCATOR_PROPERTIES properties = {0, 0, 1, 0};
     EXPECT_EQ(pin->DecideBufferSize(allocator, &properties), S_OK);
     EXPECT_GE(properties.cbBuffer, c.width * c.height * 3);
