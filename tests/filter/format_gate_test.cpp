@@ -7,7 +7,7 @@
 #include "delivery/format_tags.h"
 #include "filter/media_subtypes.h"
 #include "media/media_type.h"
-#include "tests/filter/held_filter.h"
+#include "tests/filter/connected_camera.h"
 #include "tests/media/media_test_support.h"
 #include "tests/media/test_filters.h"
 #include "tests/support/child_process.h"
@@ -176,6 +176,22 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
     EXPECT_EQ(log.find("VirtualCamBeUsed/") != std::string::npos, notice) << log;
     EXPECT_EQ(mixer.getOpeningProcessId(), c.claim == Claim::Kept ? holder : 0);
   }
+}
+
+TEST_F(FormatGate, TheHolderKeepsStreamingAndItsClaimWhileAnotherHostIsRefused) {
+  zarn::test::ComScope com;
+  Camera holder;
+  ASSERT_EQ(holder.connected, S_OK);
+  ASSERT_EQ(holder.held->Run(0), S_OK);
+  auto arrived = [&](int samples) {
+    return zarn::test::waitFor(holder.sink.pin()->arrived,
+                               [&] { return holder.sink.pin()->received >= samples; });
+  };
+  ASSERT_TRUE(arrived(1));
+  auto host = zarn::test::ChildProcess::startRole("format_call", {"setformat"});
+  EXPECT_EQ(host.wait(20000), std::optional<DWORD>(kDenied));
+  EXPECT_EQ(mixer.getOpeningProcessId(), GetCurrentProcessId());
+  EXPECT_TRUE(arrived(holder.sink.pin()->received + 2));
 }
 
 TEST_F(FormatGate, SetFormatOnAConnectedPinReconnectsAndPublishesOrWhenItCannotKeepsTheOldOnes) {
