@@ -50,7 +50,8 @@ CVCamStream::~CVCamStream() {
   closeSpareHandles();
   if (m_hSynFrameEvent) CloseHandle(m_hSynFrameEvent);
   m_hSynFrameEvent = nullptr;
-  giveBackClaim();
+  // A claim taken with no connection, by the output sizes, ends with the pin as well.
+  m_claim.giveBack(m_pParamChannel.get());
   m_pParamChannel.reset();
   m_pCaptureShareMemory.reset();
   m_pSharedTexHelper.reset();
@@ -143,6 +144,10 @@ bool CVCamStream::UpdateVideoOutParamIntoSharedMemory() {
   }
   m_bVideoOutParamIntoSharedMemorySucceed = true;
   return true;
+}
+
+void CVCamStream::setDeviceOpeningProcessId(uint32_t pid) {
+  ::setDeviceOpeningProcessId(m_pParamChannel.get(), pid);
 }
 
 void CVCamStream::takeClaim() { m_claim.take(m_pParamChannel.get()); }

@@ -80,6 +80,7 @@ class CVCamStream : public CSourceStream,
 
   // Publishes the requested format into the parameter record and takes the camera.
   bool UpdateVideoOutParamIntoSharedMemory();
+  void setDeviceOpeningProcessId(uint32_t pid);
   // This filter's share in the process's claim on the camera.
   void takeClaim();
   void giveBackClaim();

@@ -22,7 +22,7 @@ class CameraClaim : public MixerRecord {
   const uint32_t self = GetCurrentProcessId();
 };
 
-TEST_F(CameraClaim, ACameraThatNeverRanGivesTheClaimBackWithItsConnection) {
+TEST_F(CameraClaim, ACameraThatNeverRanGivesTheClaimBackWhenItLetsGoOfItsConnectionOrGoes) {
   auto camera = connected();
   camera->held.pin()->Disconnect();
   EXPECT_EQ(claim(), 0u);
@@ -32,6 +32,14 @@ TEST_F(CameraClaim, ACameraThatNeverRanGivesTheClaimBackWithItsConnection) {
 
   Camera refused(zarn::test::videoType(640, 480));
   EXPECT_TRUE(FAILED(refused.connected));
+  EXPECT_EQ(claim(), 0u);
+
+  {
+    HeldFilter sized;
+    const OutputSizeList sizes = {{640, 360}};
+    ASSERT_EQ(sized.pin()->SetOutputWidthHeight(&sizes), S_OK);
+    EXPECT_EQ(claim(), self);
+  }
   EXPECT_EQ(claim(), 0u);
 }
 
