@@ -1,8 +1,5 @@
 #pragma once
 // A camera connected straight to a test sink, as a graph leaves it.
-#include <gtest/gtest.h>
-#include <dshow.h>
-
 #include "tests/filter/held_filter.h"
 #include "tests/media/test_filters.h"
 
@@ -22,10 +19,7 @@ struct Camera {
     sink.pin()->accepted = accepted;
     connected = held.pin()->Connect(sink.pin(), nullptr);
   }
-  ~Camera() {
-    held->Stop();
-    sink.pin()->Disconnect();
-  }
+  ~Camera() { held->Stop(); sink.pin()->Disconnect(); }
   Sink sink;
   HeldFilter held;
   HRESULT connected;

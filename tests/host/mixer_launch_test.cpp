@@ -3,7 +3,6 @@
 
 #include <fstream>
 #include <string>
-#include <vector>
 
 #include "host/mixer_launch.h"
 #include "host/platform.h"
@@ -41,13 +40,10 @@ ZARN_CHILD_ROLE(launch) {
   setPlatform(&logging);
   if (args[0] == "boot") {
     BootZarnVcamProc();
-  } else {
-    std::vector<std::string> times(args.begin() + 2, args.end());
-    if (times.empty()) times.push_back("0");
-    for (const std::string& time : times) {
-      logging.now = uint32_t(std::stoul(time));
-      ShowTipsForOpeningProcess(uint32_t(std::stoul(args[1])));
-    }
+  }
+  for (size_t i = 2; args[0] == "tips" && (i == 2 || i < args.size()); i++) {
+    logging.now = i < args.size() ? uint32_t(std::stoul(args[i])) : 0;
+    ShowTipsForOpeningProcess(uint32_t(std::stoul(args[1])));
   }
   setPlatform(nullptr);
   return 0;

@@ -75,23 +75,20 @@ TEST_F(SourceStreamTest, StopDuringFillBufferDeliversThatSample) {
 TEST_F(SourceStreamTest, StopReturnsWhileTheSinksReceiveAsksForTheFiltersInfo) {
   m_source->JoinFilterGraph(nullptr, L"source");
   auto* stateLock = reinterpret_cast<CRITICAL_SECTION*>(m_source->pStateLock());
-  HANDLE asking = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   std::atomic<bool> armed{false};
   FILTER_INFO info = {};
+  // The next delivery asks once Stop holds the filter's lock and waits for that delivery.
   m_in->onReceive = [&] {
-    if (!armed.exchange(false)) return;
-    SetEvent(asking);
-    // Asks once Stop holds the filter's lock.
-    waitFor(nullptr, [&] { return stateLock->OwningThread != nullptr; });
-    m_source->QueryFilterInfo(&info);
+    if (armed.exchange(false) && waitFor(nullptr, [&] { return stateLock->OwningThread; })) {
+      m_source->QueryFilterInfo(&info);
+    }
   };
   ASSERT_EQ(S_OK, m_source->Run(0));
   ASSERT_TRUE(arrivedAtLeast(1));
   armed = true;
-  ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(asking, 5000));
+  ASSERT_TRUE(waitFor(nullptr, [&] { return !armed; }));
   EXPECT_TRUE(finishesWithin([&] { m_source->Stop(); }));
   EXPECT_STREQ(L"source", info.achName);
-  CloseHandle(asking);
 }
 
 TEST_F(SourceStreamTest, ReleasingARunningFilterEndsItsWorker) {
