@@ -60,7 +60,7 @@ bool isConnectableType(const AM_MEDIA_TYPE& type, int level, const char* caller)
     LogPrint(level, "%s: invalid pbFormat", caller);
     return false;
   }
-  const BITMAPINFOHEADER& header = reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat)->bmiHeader;
+  const auto& header = reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat)->bmiHeader;
   if (header.biBitCount != layout->bitCount || header.biCompression != layout->compression) {
     LogPrint(level, "%s: bitcount=%d compression=0x%08x disagree with the subtype", caller,
              int(header.biBitCount), unsigned(header.biCompression));

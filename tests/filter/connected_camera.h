@@ -11,8 +11,8 @@ struct Sink {
   zarn::test::TestSinkFilter* const filter = new zarn::test::TestSinkFilter;
 };
 
-// A camera of this process connected to a sink of its own, which at the end lets go of the
-// downstream side alone, as a host may: the camera must let go of its peer itself.
+// A camera connected to a sink of its own. At the end the host lets go of the downstream side
+// alone: the camera must let go of its peer itself.
 struct Camera {
   // `accepted` is the one type the sink takes; an empty one takes any.
   explicit Camera(const CMediaType& accepted = CMediaType()) {

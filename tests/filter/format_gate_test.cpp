@@ -71,8 +71,6 @@ TEST_F(FormatGate, SetFormatRefusesBadTypesWithTheBareValueAndKeepsTheCurrentTyp
       {"short format block", [](CMediaType& t) { t.cbFormat = sizeof(VIDEOINFOHEADER) - 4; }},
       // The block is the host's to free; a pin that kept it would read freed memory.
       {"empty block behind a pointer", [](CMediaType& t) { t.cbFormat = 0; }},
-      {"rgb at 16 bits", [](CMediaType& t) { headerOf(t).biBitCount = 16; }},
-      {"i420 at 24 bits", [](CMediaType& t) { headerOf(t).biCompression = kTagI420; }},
       {"unknown compression",
        [](CMediaType& t) { headerOf(t).biCompression = makeFormatTag("YUY2"); }},
       {"rgb24 subtype at 32 bits", [](CMediaType& t) { headerOf(t).biBitCount = 32; }},
@@ -134,23 +132,22 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
   ASSERT_TRUE(gone.wait(10000));
 
   enum class Holder { None, Live, Gone };
-  enum class Claim { Kept, Cleared };
   struct Case {
     const wchar_t* call;
     bool enabled;
     Holder holder;
     int exitCode;
-    Claim claim;
+    bool claimKept;
   };
   const Case cases[] = {
-      {L"setformat", false, Holder::None, kDenied, Claim::Kept},
+      {L"setformat", false, Holder::None, kDenied, true},
       // A switched-off mixer is answered before a dead holder is cleared.
-      {L"setformat", false, Holder::Gone, kDenied, Claim::Kept},
-      {L"setformat", true, Holder::Live, kDenied, Claim::Kept},
-      {L"setmediatype", true, Holder::Live, kDenied, Claim::Kept},
+      {L"setformat", false, Holder::Gone, kDenied, true},
+      {L"setformat", true, Holder::Live, kDenied, true},
+      {L"setmediatype", true, Holder::Live, kDenied, true},
       // SetMediaType's claim ends with the asking host's filter.
-      {L"setformat", true, Holder::Gone, kGranted, Claim::Cleared},
-      {L"setmediatype", true, Holder::Gone, kGranted, Claim::Cleared},
+      {L"setformat", true, Holder::Gone, kGranted, false},
+      {L"setmediatype", true, Holder::Gone, kGranted, false},
   };
   // This test process is the live holder; the installed copy is the host that asks.
   const uint32_t pids[] = {0, GetCurrentProcessId(), gone.pid()};
@@ -170,7 +167,7 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
     const bool notice = c.holder == Holder::Live;
     const std::string log = install.waitForLog(notice ? 1 : 0);
     EXPECT_EQ(log.find("VirtualCamBeUsed/") != std::string::npos, notice) << log;
-    EXPECT_EQ(mixer.getOpeningProcessId(), c.claim == Claim::Kept ? holder : 0);
+    EXPECT_EQ(mixer.getOpeningProcessId(), c.claimKept ? holder : 0);
   }
 }
 
@@ -216,11 +213,8 @@ TEST_F(FormatGate, SetFormatOnAConnectedPinReconnectsAndPublishesOrWhenItCannotK
   CMediaType larger = videoType(MEDIASUBTYPE_RGB32, 3840, 2160, 32, BI_RGB, 333333);
   for (bool running : {true, false}) {
     SCOPED_TRACE(running ? "running" : "sink refuses");
-    if (running) {
-      ASSERT_EQ(held->Pause(), S_OK);
-    } else {
-      sink->pin()->accepted = before;
-    }
+    if (!running) sink->pin()->accepted = before;
+    ASSERT_EQ(running ? held->Pause() : S_OK, S_OK);
     const HRESULT refused = held.pin()->SetFormat(&larger);
     EXPECT_TRUE(running ? refused == VFW_E_NOT_STOPPED : FAILED(refused)) << std::hex << refused;
     held->Stop();
