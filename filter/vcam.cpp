@@ -42,6 +42,8 @@ CVCam::~CVCam() {
   LogPrint(1, "CVCam::~CVCam");
   // A host may drop a filter that still runs: the worker ends before its pin goes.
   if (!IsStopped()) Stop();
+  // A host may let go of the downstream side alone: the pin's hold on its peer ends here.
+  stream()->Disconnect();
   delete m_paStreams[0];
   delete[] m_paStreams;
   m_paStreams = nullptr;
@@ -58,7 +60,7 @@ STDMETHODIMP CVCam::QueryInterface(REFIID riid, void** ppv) {
 
 STDMETHODIMP CVCam::Run(REFERENCE_TIME start) {
   LogPrint(1, "CVCam::Run");
-  if (stream()) stream()->setDeviceOpeningProcessId(GetCurrentProcessId());
+  if (stream()) stream()->takeClaim();
   return CSource::Run(start);
 }
 
@@ -72,9 +74,7 @@ STDMETHODIMP CVCam::Stop() {
   // The worker ends first: with no mixer its wait runs out and republishes the request, which
   // would take back a claim given back before.
   const HRESULT hr = CSource::Stop();
-  // Only this process's own claim is given back.
-  if (stream() && stream()->deviceOpeningProcessId() == GetCurrentProcessId()) {
-    stream()->setDeviceOpeningProcessId(0);
-  }
+  // Only this process's own claim is given back, and only when no other filter of it holds it.
+  if (stream()) stream()->giveBackClaim();
   return hr;
 }

@@ -50,6 +50,8 @@ CVCamStream::~CVCamStream() {
   closeSpareHandles();
   if (m_hSynFrameEvent) CloseHandle(m_hSynFrameEvent);
   m_hSynFrameEvent = nullptr;
+  // A claim taken with no connection, by the output sizes, ends with the pin as well.
+  m_claim.giveBack(m_pParamChannel.get());
   m_pParamChannel.reset();
   m_pCaptureShareMemory.reset();
   m_pSharedTexHelper.reset();
@@ -137,8 +139,8 @@ bool CVCamStream::UpdateVideoOutParamIntoSharedMemory() {
   m_layoutGuard.noteRequest(mixerFrameLayout(m_pParamChannel->getRequestedFourcc()),
                             mixerFrameLayout(m_fourcc), m_widthOutReq, m_heightOutReq,
                             timeGetTime());
-  if (publishVideoOutParam(*m_pParamChannel, m_widthOutReq, m_heightOutReq,
-                           m_avgTimePerFrameSample, m_fourcc)) {
+  if (m_claim.publish(*m_pParamChannel, m_widthOutReq, m_heightOutReq, m_avgTimePerFrameSample,
+                      m_fourcc)) {
     // Holding the camera again: the next frame is tried in the sealed layout first.
     m_bPlainRecords = false;
   }
@@ -148,6 +150,15 @@ bool CVCamStream::UpdateVideoOutParamIntoSharedMemory() {
 
 void CVCamStream::setDeviceOpeningProcessId(uint32_t pid) {
   ::setDeviceOpeningProcessId(m_pParamChannel.get(), pid);
+}
+
+void CVCamStream::takeClaim() { m_claim.take(m_pParamChannel.get()); }
+
+void CVCamStream::giveBackClaim() { m_claim.giveBack(m_pParamChannel.get()); }
+
+HRESULT CVCamStream::BreakConnect() {
+  giveBackClaim();
+  return CSourceStream::BreakConnect();
 }
 
 void CVCamStream::HandleOpeningProcessTermination() {

@@ -12,6 +12,7 @@
 #include "delivery/layout_switch_guard.h"
 #include "delivery/sws_converter.h"
 #include "filter/zarn_interfaces.h"
+#include "link/device_occupancy.h"
 #include "media/lock.h"
 #include "media/media_type.h"
 #include "media/source.h"
@@ -52,6 +53,8 @@ class CVCamStream : public CSourceStream,
   HRESULT GetMediaType(int position, CMediaType* type) override;
   // Takes the connection's type, past the occupancy gate, and publishes it to the mixer.
   HRESULT SetMediaType(const CMediaType* type) override;
+  // A connection that ends or never came about gives this filter's claim back.
+  HRESULT BreakConnect() override;
 
   // Replaces the current type; a connected pin is reconnected and publishes the new request.
   STDMETHODIMP SetFormat(AM_MEDIA_TYPE* type) override;
@@ -78,6 +81,9 @@ class CVCamStream : public CSourceStream,
   // Publishes the requested format into the parameter record and takes the camera.
   bool UpdateVideoOutParamIntoSharedMemory();
   void setDeviceOpeningProcessId(uint32_t pid);
+  // This filter's share in the process's claim on the camera.
+  void takeClaim();
+  void giveBackClaim();
   void HandleOpeningProcessTermination();
   // The holder in the parameter record; 0 without a channel.
   uint32_t deviceOpeningProcessId();
@@ -151,6 +157,7 @@ class CVCamStream : public CSourceStream,
   uint32_t m_lastDumpTime = 0;
   bool m_bPlainRecords = false;
   LayoutSwitchGuard m_layoutGuard;
+  ClaimShare m_claim;
 
  private:
   void closeSpareHandles();
@@ -171,6 +178,11 @@ class CVCamStream : public CSourceStream,
   // Refuses a format call while the mixer bars connections or another live process holds the
   // camera; the second case also tells the user. Each caller names itself in its log lines.
   HRESULT passOccupancyGate(const char* disabledLine, const char* heldLine);
+  // Reconnects through the graph with the type in m_mt; when that fails, the connection to `peer`
+  // comes back with `previous`. Called without the filter's lock.
+  HRESULT reconnectWithCurrentType(IPin* peer, const CMediaType& previous);
+  // The reconnected type becomes the request, published with SetFormat's tags.
+  void publishReconnectedFormat();
   // Size, bit count and periods of a new type become the request published to the mixer.
   void takeRequestedFormat(const VIDEOINFOHEADER& format);
 };

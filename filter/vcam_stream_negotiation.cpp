@@ -19,8 +19,68 @@ bool holdsVideoInfo(const AM_MEDIA_TYPE& type) {
          type.cbFormat >= sizeof(VIDEOINFOHEADER);
 }
 
-bool isPlanarSubtype(const GUID& subtype) {
-  return subtype == MEDIASUBTYPE_I420 || subtype == MEDIASUBTYPE_NV12;
+// Each subtype with the one header it may carry, and the steps its sides come in: planar chroma
+// needs even sides, and a 24-bit row must fill whole 32-bit words, since rows go unpadded to the
+// mixer and into the host's samples.
+struct PixelLayout {
+  const GUID* subtype;
+  WORD bitCount;
+  DWORD compression;
+  int32_t widthStep;
+  int32_t heightStep;
+};
+
+const PixelLayout kPixelLayouts[] = {
+    {&MEDIASUBTYPE_RGB24, 24, BI_RGB, 4, 1},
+    {&MEDIASUBTYPE_RGB32, 32, BI_RGB, 1, 1},
+    {&MEDIASUBTYPE_I420, 12, kTagI420, 2, 2},
+    {&MEDIASUBTYPE_NV12, 12, kTagNV12, 2, 2},
+};
+
+const PixelLayout* layoutOf(const GUID& subtype) {
+  for (const PixelLayout& layout : kPixelLayouts) {
+    if (*layout.subtype == subtype) return &layout;
+  }
+  return nullptr;
+}
+
+// Whether the pin can connect with a type of this shape at all. CheckMediaType and SetFormat both
+// ask here, so SetFormat never takes a type that every connection would then refuse.
+bool isConnectableType(const AM_MEDIA_TYPE& type, int level, const char* caller) {
+  if (type.majortype != MEDIATYPE_Video) {
+    LogPrint(level, "%s: invalid majortype for MEDIATYPE_Video", caller);
+    return false;
+  }
+  const PixelLayout* layout = layoutOf(type.subtype);
+  if (!layout) {
+    LogPrint(level, "%s: invalid subtype for AM_MEDIA_TYPE", caller);
+    return false;
+  }
+  if (!holdsVideoInfo(type)) {
+    LogPrint(level, "%s: invalid pbFormat", caller);
+    return false;
+  }
+  const auto& header = reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat)->bmiHeader;
+  if (header.biBitCount != layout->bitCount || header.biCompression != layout->compression) {
+    LogPrint(level, "%s: bitcount=%d compression=0x%08x disagree with the subtype", caller,
+             int(header.biBitCount), unsigned(header.biCompression));
+    return false;
+  }
+  const int32_t width = header.biWidth;
+  const int32_t height = header.biHeight;
+  if (width < kSmallestFrameSide || height < kSmallestFrameSide) {
+    LogPrint(level, "%s: size too small with biWidth=%d, biHeight=%d, ", caller, width, height);
+    return false;
+  }
+  if (width > kLargestFrameSide || height > kLargestFrameSide) {
+    LogPrint(level, "%s: size too large with biWidth=%d, biHeight=%d, ", caller, width, height);
+    return false;
+  }
+  if (width % layout->widthStep != 0 || height % layout->heightStep != 0) {
+    LogPrint(level, "%s: size %dx%d is not in the steps of its format", caller, width, height);
+    return false;
+  }
+  return true;
 }
 
 // Name of a format tag, for log lines only.
@@ -62,25 +122,7 @@ const char* FourccName(uint32_t tag) {
 
 HRESULT CVCamStream::CheckMediaType(const CMediaType* type) {
   if (!type) return E_POINTER;
-  if (type->majortype != MEDIATYPE_Video || !holdsVideoInfo(*type)) return E_INVALIDARG;
-  const auto* header = &reinterpret_cast<const VIDEOINFOHEADER*>(type->Format())->bmiHeader;
-  const GUID& subtype = type->subtype;
-  bool rgbOrUnset =
-      subtype == MEDIASUBTYPE_RGB24 || subtype == MEDIASUBTYPE_RGB32 || subtype == GUID_NULL;
-  if (!rgbOrUnset && !(isPlanarSubtype(subtype) && header->biBitCount == 12)) return E_INVALIDARG;
-
-  int32_t width = header->biWidth;
-  int32_t height = header->biHeight;
-  if (width < kSmallestFrameSide || height < kSmallestFrameSide) {
-    LogPrint(4, "CVCamStream::CheckMediaType: size too small with biWidth=%d, biHeight=%d, ", width,
-             height);
-    return E_INVALIDARG;
-  }
-  if (width > kLargestFrameSide || height > kLargestFrameSide) {
-    LogPrint(4, "CVCamStream::CheckMediaType: size too large with biWidth=%d, biHeight=%d, ", width,
-             height);
-    return E_INVALIDARG;
-  }
+  if (!isConnectableType(*type, 4, "CVCamStream::CheckMediaType")) return E_INVALIDARG;
   if (*type != m_mt) {
     LogPrint(4, "CVCamStream::CheckMediaType: param fmt is Not equal to current format");
     return E_INVALIDARG;
@@ -168,86 +210,82 @@ HRESULT CVCamStream::SetMediaType(const CMediaType* type) {
 }
 
 STDMETHODIMP CVCamStream::SetFormat(AM_MEDIA_TYPE* type) {
-  CAutoLock lock(m_pFilter->pStateLock());
-  if (!type || type->majortype != MEDIATYPE_Video) {
-    LogPrint(1, "CVCamStream::SetFormat: invalid majortype for MEDIATYPE_Video");
-    return kRefused;
-  }
-  const GUID& subtype = type->subtype;
-  if (subtype != MEDIASUBTYPE_RGB24 && subtype != MEDIASUBTYPE_RGB32 && !isPlanarSubtype(subtype)) {
-    LogPrint(1, "CVCamStream::SetFormat: invalid subtype for AM_MEDIA_TYPE");
-    return kRefused;
-  }
-  HRESULT gate = passOccupancyGate("CVCamStream::SetFormat: vcam is disabled to connect",
-                                   "CVCamStream::SetFormat: device is used by another process");
-  if (FAILED(gate)) return gate;
-  if (!holdsVideoInfo(*type)) {
-    LogPrint(1, "CVCamStream::SetFormat: invalid pbFormat");
-    return kRefused;
-  }
-  const BITMAPINFOHEADER& asked =
-      reinterpret_cast<const VIDEOINFOHEADER*>(type->pbFormat)->bmiHeader;
-  if (asked.biCompression == BI_RGB) {
-    LogPrint(1, "CVCamStream::SetFormat: dst biCompression is BI_RGB");
-    if (asked.biBitCount != 24 && asked.biBitCount != 32) return kRefused;
-  } else if (asked.biCompression == kTagI420 || asked.biCompression == kTagNV12) {
-    LogPrint(1, "CVCamStream::SetFormat: dst biCompression is I420 or NV12");
-    if (asked.biBitCount != 12) return kRefused;
-  } else {
-    LogPrint(1, "CVCamStream::SetFormat: dst biCompression is invalid");
-    return kRefused;
-  }
-
-  IPin* connected = nullptr;
-  ConnectedTo(&connected);
-  if (!connected) {
+  IPin* peer = nullptr;
+  CMediaType previous;
+  {
+    CAutoLock lock(m_pFilter->pStateLock());
+    // A type is judged before the camera's holder: a bad one gets no notice.
+    if (!type || !isConnectableType(*type, 1, "CVCamStream::SetFormat")) return kRefused;
+    HRESULT gate = passOccupancyGate("CVCamStream::SetFormat: vcam is disabled to connect",
+                                     "CVCamStream::SetFormat: device is used by another process");
+    if (FAILED(gate)) return gate;
+    ConnectedTo(&peer);
+    if (peer && !m_pFilter->IsStopped()) {
+      // The worker sizes every frame by the request: it changes only while no worker runs.
+      LogPrint(1, "CVCamStream::SetFormat: refused while the filter runs");
+      peer->Release();
+      return VFW_E_NOT_STOPPED;
+    }
+    previous = m_mt;
     m_mt = *type;
-  } else if (!m_pFilter->IsStopped()) {
-    // The worker sizes every frame by the request: it changes only while no worker runs.
-    LogPrint(1, "CVCamStream::SetFormat: refused while the filter runs");
-    connected->Release();
-    return VFW_E_NOT_STOPPED;
-  } else {
+  }
+  if (peer) {
     LogPrint(1, "CVCamStream::SetFormat: Reconnect this filter");
-    // A reconnected pin keeps its reference on the peer, as hosts have always seen it. The graph
-    // makes the new connection through SetMediaType; until it has, the old buffers are in force.
-    CMediaType previous(m_mt);
-    m_mt = *type;
-    IFilterGraph* graph = m_pFilter->GetFilterGraph();
-    HRESULT reconnected = graph ? graph->Reconnect(this) : VFW_E_NOT_IN_GRAPH;
-    if (graph) graph->SetDefaultSyncSource();
-    if (FAILED(reconnected)) {
-      LogPrint(1, "CVCamStream::SetFormat: Reconnect failed hr=0x%08x",
-               static_cast<unsigned>(reconnected));
-      // A failed attempt may have taken the new type on its way: the old type and request come
-      // back whole.
-      SetMediaType(&previous);
-      connected->Release();
-      return reconnected;
-    }
-    const auto& format = *reinterpret_cast<const VIDEOINFOHEADER*>(m_mt.Format());
-    takeRequestedFormat(format);
-    const BITMAPINFOHEADER& header = format.bmiHeader;
-    // Unlike SetMediaType, RGB goes to the mixer as tag 0.
-    if (m_bitCount == 24 || m_bitCount == 32) {
-      LogPrint(1, "CVCamStream::SetFormat dst format is rgb%d", m_bitCount);
-      m_fourcc = 0;
-    } else if (m_bitCount == 12 && header.biCompression == 0) {
-      LogPrint(1, "CVCamStream::SetFormat dst format is I420");
-      m_fourcc = kTagI420;
-    } else {
-      LogPrint(1, "CVCamStream::SetMediaType dst format is biCompression = %d",
-               int(header.biCompression));
-      m_fourcc = header.biCompression;
-    }
-    LogPrint(1,
-             "CVCamStream::SetMediaType UpdateVideoOutParamIntoSharedMemory caused by SetFormat");
-    UpdateVideoOutParamIntoSharedMemory();
+    const HRESULT reconnected = reconnectWithCurrentType(peer, previous);
+    peer->Release();
+    if (FAILED(reconnected)) return reconnected;
+    publishReconnectedFormat();
   }
+  CAutoLock lock(m_pFilter->pStateLock());
   LogPrint(1, "CVCamStream::SetFormat: m_timePerFrameSample=%d w=%d h=%d bitcount=%d forcc=%s",
            m_avgTimePerFrameSample, m_widthOutReq, m_heightOutReq, m_bitCount,
            FourccName(m_fourcc));
   return S_OK;
+}
+
+HRESULT CVCamStream::reconnectWithCurrentType(IPin* peer, const CMediaType& previous) {
+  // The graph takes its own lock and calls back into this filter, so it is called without ours.
+  FILTER_INFO info = {};
+  m_pFilter->QueryFilterInfo(&info);
+  IFilterGraph* graph = info.pGraph;
+  HRESULT reconnected = graph ? graph->Reconnect(this) : VFW_E_NOT_IN_GRAPH;
+  if (graph) graph->SetDefaultSyncSource();
+  if (FAILED(reconnected)) {
+    LogPrint(1, "CVCamStream::SetFormat: Reconnect failed hr=0x%08x",
+             static_cast<unsigned>(reconnected));
+    // The host keeps the connection it had: the old type and request come back whole, and a
+    // graph that let go of both pins on its way connects them again with the old type.
+    bool connected;
+    {
+      CAutoLock lock(m_pFilter->pStateLock());
+      connected = IsConnected();
+      if (connected) {
+        SetMediaType(&previous);
+      } else {
+        m_mt = previous;
+      }
+    }
+    if (!connected && graph) graph->ConnectDirect(this, peer, &previous);
+  }
+  if (graph) graph->Release();
+  return reconnected;
+}
+
+void CVCamStream::publishReconnectedFormat() {
+  CAutoLock lock(m_pFilter->pStateLock());
+  const auto& format = *reinterpret_cast<const VIDEOINFOHEADER*>(m_mt.Format());
+  takeRequestedFormat(format);
+  // Unlike SetMediaType, RGB goes to the mixer as tag 0.
+  if (m_bitCount == 24 || m_bitCount == 32) {
+    LogPrint(1, "CVCamStream::SetFormat dst format is rgb%d", m_bitCount);
+    m_fourcc = 0;
+  } else {
+    LogPrint(1, "CVCamStream::SetMediaType dst format is biCompression = %d",
+             int(format.bmiHeader.biCompression));
+    m_fourcc = format.bmiHeader.biCompression;
+  }
+  LogPrint(1, "CVCamStream::SetMediaType UpdateVideoOutParamIntoSharedMemory caused by SetFormat");
+  UpdateVideoOutParamIntoSharedMemory();
 }
 
 HRESULT CVCamStream::passOccupancyGate(const char* disabledLine, const char* heldLine) {

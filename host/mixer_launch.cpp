@@ -3,6 +3,8 @@
 #include <windows.h>
 #include <shlwapi.h>
 
+#include <atomic>
+
 #include "diag/ansi_text.h"
 #include "diag/log.h"
 #include "host/paths.h"
@@ -15,6 +17,19 @@ namespace {
 const wchar_t kApplication[] = L"\\zarncam pro.exe";
 // Not part of the camera; a running copy would stand in the way of the notice.
 const wchar_t kHelperToEnd[] = L"virtualcamhelper.exe";
+// A refused host's Intelligent Connect offers the held camera many types in one call: the user
+// hears of that attempt once, not once a type.
+const uint32_t kNoticeIntervalMs = 2000;
+
+bool noticeDue() {
+  static std::atomic<bool> noticed{false};
+  static std::atomic<uint32_t> lastNotice{0};
+  const uint32_t now = platform().milliseconds();
+  if (noticed && now - lastNotice < kNoticeIntervalMs) return false;
+  noticed = true;
+  lastNotice = now;
+  return true;
+}
 
 HMODULE codeModule() {
   HMODULE module = nullptr;
@@ -56,6 +71,7 @@ bool BootZarnVcamProc() {
 }
 
 void ShowTipsForOpeningProcess(uint32_t holderPid) {
+  if (!noticeDue()) return;
   // Unlike the boot, only the installed layout counts here: the application one folder up.
   std::wstring exe = joinPath(upOneFolder(getFilterFolder()), kApplication);
   LogPrint(1, "CVCamStream::ShowTipsForOpeningProcess exe=%s", toAnsi(exe).c_str());

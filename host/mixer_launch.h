@@ -12,7 +12,8 @@ bool launchProcess(const wchar_t* file, const wchar_t* parameters);
 bool BootZarnVcamProc();
 
 // Starts the application, found one folder above this module, with the quoted address
-// "zarncampro://VirtualCamBeUsed/name=...&parentName=...&pid=..." naming `holderPid`.
+// "zarncampro://VirtualCamBeUsed/name=...&parentName=...&pid=..." naming `holderPid`; at most
+// once in two seconds of the platform's clock.
 void ShowTipsForOpeningProcess(uint32_t holderPid);
 
 // Folder of the module that holds this code, without a trailing backslash.

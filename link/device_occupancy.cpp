@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <mutex>
+
 #include "diag/log.h"
 #include "host/process_identity.h"
 #include "link/vcam_param_channel.h"
@@ -9,6 +11,11 @@
 namespace {
 
 constexpr uint32_t kFilterVersion = 4;
+
+// The filters of this process that hold its claim, and the lock that keeps the count and the
+// claim's last write in step.
+std::mutex g_sharesLock;
+int g_shares = 0;
 
 }  // namespace
 
@@ -57,4 +64,29 @@ bool publishVideoOutParam(VCamParamChannel& channel, int32_t width, int32_t heig
   if (channel.getOpeningProcessId() != GetCurrentProcessId()) return false;
   channel.signalParamChange();
   return true;
+}
+
+void ClaimShare::take(VCamParamChannel* channel) {
+  if (!channel) return;
+  std::lock_guard<std::mutex> lock(g_sharesLock);
+  setDeviceOpeningProcessId(channel, GetCurrentProcessId());
+  if (!m_counted) ++g_shares;
+  m_counted = true;
+}
+
+bool ClaimShare::publish(VCamParamChannel& channel, int32_t width, int32_t height,
+                         int32_t avgTimePerFrame, uint32_t fourcc) {
+  std::lock_guard<std::mutex> lock(g_sharesLock);
+  const bool held = publishVideoOutParam(channel, width, height, avgTimePerFrame, fourcc);
+  if (held && !m_counted) ++g_shares;
+  m_counted = m_counted || held;
+  return held;
+}
+
+void ClaimShare::giveBack(VCamParamChannel* channel) {
+  std::lock_guard<std::mutex> lock(g_sharesLock);
+  if (!m_counted) return;
+  m_counted = false;
+  if (--g_shares != 0 || !channel) return;
+  if (channel->getOpeningProcessId() == GetCurrentProcessId()) setDeviceOpeningProcessId(channel, 0);
 }

@@ -203,8 +203,8 @@ STDMETHODIMP CBaseFilter::QueryFilterInfo(FILTER_INFO* pInfo) {
   if (!pInfo) {
     return E_POINTER;
   }
-  // JoinFilterGraph may replace both under the lock at any moment.
-  CAutoLock cObjectLock(m_pLock);
+  // JoinFilterGraph may replace both at any moment.
+  CAutoLock reading(&m_infoLock);
   pInfo->achName[0] = L'\0';
   if (m_pName) {
     wcsncpy(pInfo->achName, m_pName, kMaxInfoName - 1);
@@ -218,7 +218,7 @@ STDMETHODIMP CBaseFilter::QueryFilterInfo(FILTER_INFO* pInfo) {
 }
 
 STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* pGraph, LPCWSTR pName) {
-  CAutoLock cObjectLock(m_pLock);
+  CAutoLock joining(&m_infoLock);
   // The graph owns the filter, so neither the graph nor its sink is counted.
   m_pGraph = pGraph;
   m_pSink = nullptr;

@@ -54,7 +54,6 @@ class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
   void IncrementPinVersion();
   BOOL IsActive();
   BOOL IsStopped() const { return m_State == State_Stopped; }
-  IFilterGraph* GetFilterGraph() const { return m_pGraph; }
 
  protected:
   FILTER_STATE m_State;
@@ -62,6 +61,9 @@ class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
   REFERENCE_TIME m_tStart;
   CLSID m_clsid;
   CCritSec* m_pLock;
+  // Guards only the name, the graph and its sink: a peer may ask for them from inside a call that
+  // the state lock's holder waits for, such as a delivery that Stop joins.
+  CCritSec m_infoLock;
   WCHAR* m_pName;
   IFilterGraph* m_pGraph;
   IMediaEventSink* m_pSink;

@@ -7,7 +7,7 @@
 #include "delivery/format_tags.h"
 #include "filter/media_subtypes.h"
 #include "media/media_type.h"
-#include "tests/filter/held_filter.h"
+#include "tests/filter/connected_camera.h"
 #include "tests/media/media_test_support.h"
 #include "tests/media/test_filters.h"
 #include "tests/support/child_process.h"
@@ -46,10 +46,18 @@ ZARN_CHILD_ROLE(format_call) {
   return result == S_OK ? kGranted : result == E_ACCESSDENIED ? kDenied : 1;
 }
 
+// What a host reads back through GetFormat.
+CMediaType currentFormat(CVCamStream* pin) {
+  AM_MEDIA_TYPE* format = nullptr;
+  pin->GetFormat(&format);
+  const CMediaType current(*format);
+  DeleteMediaType(format);
+  return current;
+}
+
 TEST_F(FormatGate, SetFormatRefusesBadTypesWithTheBareValueAndKeepsTheCurrentType) {
   HeldFilter held;
-  CMediaType before;
-  held.pin()->GetMediaType(0, &before);
+  const CMediaType before = currentFormat(held.pin());
   struct Case {
     const char* name;
     void (*change)(CMediaType&);
@@ -63,10 +71,17 @@ TEST_F(FormatGate, SetFormatRefusesBadTypesWithTheBareValueAndKeepsTheCurrentTyp
       {"short format block", [](CMediaType& t) { t.cbFormat = sizeof(VIDEOINFOHEADER) - 4; }},
       // The block is the host's to free; a pin that kept it would read freed memory.
       {"empty block behind a pointer", [](CMediaType& t) { t.cbFormat = 0; }},
-      {"rgb at 16 bits", [](CMediaType& t) { headerOf(t).biBitCount = 16; }},
-      {"i420 at 24 bits", [](CMediaType& t) { headerOf(t).biCompression = kTagI420; }},
       {"unknown compression",
        [](CMediaType& t) { headerOf(t).biCompression = makeFormatTag("YUY2"); }},
+      {"rgb24 subtype at 32 bits", [](CMediaType& t) { headerOf(t).biBitCount = 32; }},
+      {"i420 subtype with nv12 compression",
+       [](CMediaType& t) { t = videoType(MEDIASUBTYPE_I420, 640, 480, 12, kTagNV12, 0); }},
+      // Planar chroma of an odd side, and unpadded 24-bit rows, can't be written whole.
+      {"i420 of odd width",
+       [](CMediaType& t) { t = videoType(MEDIASUBTYPE_I420, 641, 480, 12, kTagI420, 0); }},
+      {"nv12 of odd height",
+       [](CMediaType& t) { t = videoType(MEDIASUBTYPE_NV12, 640, 481, 12, kTagNV12, 0); }},
+      {"rgb24 rows not in words", [](CMediaType& t) { headerOf(t).biWidth = 642; }},
   };
   EXPECT_EQ(held.pin()->SetFormat(nullptr), HRESULT(-1));
   for (const Case& c : cases) {
@@ -74,9 +89,7 @@ TEST_F(FormatGate, SetFormatRefusesBadTypesWithTheBareValueAndKeepsTheCurrentTyp
     CMediaType type = rgb24Type();
     c.change(type);
     EXPECT_EQ(held.pin()->SetFormat(&type), HRESULT(-1));
-    CMediaType current;
-    held.pin()->GetMediaType(0, &current);
-    EXPECT_TRUE(current == before);
+    EXPECT_TRUE(currentFormat(held.pin()) == before);
   }
 }
 
@@ -98,6 +111,7 @@ TEST_F(FormatGate, SetFormatOnAnUnconnectedPinOnlyTakesTheTypeAndSetMediaTypePub
     const Published before = published();
     HeldFilter held;
     ASSERT_EQ(held.pin()->SetFormat(&c.type), S_OK);
+    EXPECT_TRUE(currentFormat(held.pin()) == c.type);
     EXPECT_EQ(held.pin()->CheckMediaType(&c.type), S_OK);
     EXPECT_EQ(published().width, before.width);
 
@@ -118,23 +132,22 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
   ASSERT_TRUE(gone.wait(10000));
 
   enum class Holder { None, Live, Gone };
-  enum class Claim { Kept, Cleared, Asker };
   struct Case {
     const wchar_t* call;
     bool enabled;
     Holder holder;
     int exitCode;
-    Claim claim;
+    bool claimKept;
   };
   const Case cases[] = {
-      {L"setformat", false, Holder::None, kDenied, Claim::Kept},
+      {L"setformat", false, Holder::None, kDenied, true},
       // A switched-off mixer is answered before a dead holder is cleared.
-      {L"setformat", false, Holder::Gone, kDenied, Claim::Kept},
-      {L"setformat", true, Holder::Live, kDenied, Claim::Kept},
-      {L"setmediatype", true, Holder::Live, kDenied, Claim::Kept},
-      // Only SetMediaType goes on to publish and claim for the asking host.
-      {L"setformat", true, Holder::Gone, kGranted, Claim::Cleared},
-      {L"setmediatype", true, Holder::Gone, kGranted, Claim::Asker},
+      {L"setformat", false, Holder::Gone, kDenied, true},
+      {L"setformat", true, Holder::Live, kDenied, true},
+      {L"setmediatype", true, Holder::Live, kDenied, true},
+      // SetMediaType's claim ends with the asking host's filter.
+      {L"setformat", true, Holder::Gone, kGranted, false},
+      {L"setmediatype", true, Holder::Gone, kGranted, false},
   };
   // This test process is the live holder; the installed copy is the host that asks.
   const uint32_t pids[] = {0, GetCurrentProcessId(), gone.pid()};
@@ -154,9 +167,23 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
     const std::optional<std::string> log = install.settledLog();
     ASSERT_TRUE(log);
     EXPECT_EQ(log->find("VirtualCamBeUsed/") != std::string::npos, c.holder == Holder::Live) << *log;
-    const uint32_t claims[] = {holder, 0, host.pid()};
-    EXPECT_EQ(mixer.getOpeningProcessId(), claims[int(c.claim)]);
+    EXPECT_EQ(mixer.getOpeningProcessId(), c.claimKept ? holder : 0);
   }
+}
+
+TEST_F(FormatGate, TheHolderKeepsStreamingAndItsClaimWhileAnotherHostIsRefused) {
+  zarn::test::ComScope com;
+  Camera holder;
+  ASSERT_TRUE(holder.connected == S_OK && holder.held->Run(0) == S_OK);
+  zarn::test::TestInputPin* sink = holder.sink.pin();
+  auto arrived = [&](int n) {
+    return zarn::test::waitFor(sink->arrived, [&] { return sink->received >= n; });
+  };
+  ASSERT_TRUE(arrived(1));
+  auto host = zarn::test::ChildProcess::startRole("format_call", {"setformat"});
+  EXPECT_EQ(host.wait(20000), std::optional<DWORD>(kDenied));
+  EXPECT_EQ(mixer.getOpeningProcessId(), GetCurrentProcessId());
+  EXPECT_TRUE(arrived(sink->received + 2));
 }
 
 TEST_F(FormatGate, SetFormatOnAConnectedPinReconnectsAndPublishesOrWhenItCannotKeepsTheOldOnes) {
@@ -186,35 +213,32 @@ TEST_F(FormatGate, SetFormatOnAConnectedPinReconnectsAndPublishesOrWhenItCannotK
   CMediaType larger = videoType(MEDIASUBTYPE_RGB32, 3840, 2160, 32, BI_RGB, 333333);
   for (bool running : {true, false}) {
     SCOPED_TRACE(running ? "running" : "sink refuses");
-    if (running) {
-      ASSERT_EQ(held->Pause(), S_OK);
-    } else {
-      sink->pin()->accepted = before;
-    }
+    if (!running) sink->pin()->accepted = before;
+    ASSERT_EQ(running ? held->Pause() : S_OK, S_OK);
     const HRESULT refused = held.pin()->SetFormat(&larger);
     EXPECT_TRUE(running ? refused == VFW_E_NOT_STOPPED : FAILED(refused)) << std::hex << refused;
     held->Stop();
-    CMediaType after;
-    held.pin()->GetMediaType(0, &after);
-    EXPECT_TRUE(after == before);
+    EXPECT_TRUE(currentFormat(held.pin()) == before);
+    AM_MEDIA_TYPE kept = {};
+    ASSERT_EQ(sink->pin()->ConnectionMediaType(&kept), S_OK);
+    EXPECT_EQ(headerOf(kept).biWidth, 640);
+    FreeMediaType(kept);
     EXPECT_EQ(published().width, 640);
   }
   graph->Release();
 }
 
-TEST_F(MediaTypeNegotiation, OnlyTheCurrentTypeWithinTheSizeBoundsIsTakenAndItsBufferHoldsAFrame) {
-  CMediaType other, topDown;
+TEST_F(MediaTypeNegotiation, SetFormatAndCheckMediaTypeTakeTheSameSizesAndTheBufferHoldsAFrame) {
+  CMediaType other;
   pin->GetMediaType(2, &other);
-  pin->GetMediaType(0, &topDown);
-  headerOf(topDown).biHeight = -1080;
   EXPECT_EQ(pin->CheckMediaType(&other), E_INVALIDARG);
-  EXPECT_EQ(pin->CheckMediaType(&topDown), E_INVALIDARG);
   EXPECT_EQ(pin->CheckMediaType(nullptr), E_POINTER);
   const struct {
     LONG width, height;
-    HRESULT want;
-  } cases[] = {{191, 480, E_INVALIDARG}, {640, 191, E_INVALIDARG}, {192, 192, S_OK},
-               {3840, 3840, S_OK},       {3841, 2160, E_INVALIDARG}, {640, 3841, E_INVALIDARG}};
+    bool taken;
+  } cases[] = {{191, 480, false},  {640, 191, false},   {192, 192, true},  {3840, 3840, true},
+               {3841, 2160, false}, {640, 3841, false}, {160, 120, false}, {4096, 2160, false},
+               {0, 0, false},       {640, -480, false}};
   IMemAllocator* allocator = zarn::test::newMemAllocator();
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.width << "x" << c.height);
@@ -224,8 +248,11 @@ TEST_F(MediaTypeNegotiation, OnlyTheCurrentTypeWithinTheSizeBoundsIsTakenAndItsB
     headerOf(type).biHeight = c.height;
     // A host's image size may be stale or short: the buffer holds the whole frame all the same.
     headerOf(type).biSizeImage = 1000;
-    ASSERT_EQ(pin->SetFormat(&type), S_OK);
-    EXPECT_EQ(pin->CheckMediaType(&type), c.want);
+    EXPECT_EQ(pin->SetFormat(&type), c.taken ? S_OK : HRESULT(-1));
+    // Even once a connection made it the current type, a size out of bounds is refused.
+    if (!c.taken) pin->SetMediaType(&type);
+    EXPECT_EQ(pin->CheckMediaType(&type), c.taken ? S_OK : E_INVALIDARG);
+    if (!c.taken) continue;
     ALLOCATOR_PROPERTIES properties = {0, 0, 1, 0};
     EXPECT_EQ(pin->DecideBufferSize(allocator, &properties), S_OK);
     EXPECT_GE(properties.cbBuffer, c.width * c.height * 3);

@@ -28,18 +28,21 @@ class LoggingPlatform : public Platform {
         << narrow(file) << "|" << (parameters ? narrow(parameters) : "(null)") << "\n";
     return true;
   }
-  uint32_t milliseconds() override { return 0; }
+  uint32_t milliseconds() override { return now; }
+  uint32_t now = 0;
 };
 
 }  // namespace
 
-// args: boot|tips, holder pid.
+// args: boot|tips, holder pid, then the clock's times of the calls (one call at 0 without).
 ZARN_CHILD_ROLE(launch) {
   LoggingPlatform logging;
   setPlatform(&logging);
   if (args[0] == "boot") {
     BootZarnVcamProc();
-  } else {
+  }
+  for (size_t i = 2; args[0] == "tips" && (i == 2 || i < args.size()); i++) {
+    logging.now = i < args.size() ? uint32_t(std::stoul(args[i])) : 0;
     ShowTipsForOpeningProcess(uint32_t(std::stoul(args[1])));
   }
   setPlatform(nullptr);
@@ -52,24 +55,33 @@ TEST(UrlEncode, EncodesTheUtf8BytesOfTheText) {
 
 // The boot takes the application beside the module or one folder up, with no arguments; the
 // notice only one folder up, with the holder's names and pid: 999996 is a holder that has gone.
+// A host's many refused types in one attempt bring one notice; the next attempt its own.
 TEST(MixerLaunch, BootAndNoticeFindTheApplicationWhereEachLooks) {
   const struct {
     const wchar_t* operation;
     Layout layout;
     const char* parameters;  // null: nothing is launched
+    const wchar_t* times = L"";
+    size_t launches = 1;
   } cases[] = {
       {L"boot", Layout::ApplicationBeside, "(null)"},
       {L"boot", Layout::ApplicationOneUp, "(null)"},
       {L"tips", Layout::ApplicationBeside, nullptr},
       {L"tips", Layout::ApplicationOneUp, "\"zarncampro://VirtualCamBeUsed/name=&parentName=&pid=999996\""},
+      {L"tips", Layout::ApplicationOneUp,
+       "\"zarncampro://VirtualCamBeUsed/name=&parentName=&pid=999996\"", L" 5 1000 2005", 2},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.operation << (c.layout == Layout::ApplicationBeside ? " beside" : " one up"));
     InstallLayout install(c.layout);
     ASSERT_TRUE(install.copied);
-    const std::wstring arguments = L"--child launch " + std::wstring(c.operation) + L" 999996";
+    const std::wstring arguments =
+        L"--child launch " + std::wstring(c.operation) + L" 999996" + c.times;
     ASSERT_EQ(install.start(arguments).wait(20000), std::optional<DWORD>(0));
-    EXPECT_EQ(install.waitForLog(c.parameters ? 1 : 0),
-              c.parameters ? narrow(install.application()) + "|" + c.parameters + "\n" : "");
+    std::string launches;
+    for (size_t i = 0; c.parameters && i < c.launches; i++) {
+      launches += narrow(install.application()) + "|" + c.parameters + "\n";
+    }
+    EXPECT_EQ(install.waitForLog(c.parameters ? c.launches : 0), launches);
   }
 }

@@ -7,6 +7,7 @@ using namespace zarn::test;
 using ConnectionTest = SourceSinkTest;
 
 TEST_F(ConnectionTest, ConnectsWithItsOwnTypeAndTheSinksAllocator) {
+  EXPECT_EQ(VFW_E_INVALID_DIRECTION, m_stream->Connect(m_stream, &m_stream->type));
   ASSERT_EQ(S_OK, m_stream->Connect(m_in, nullptr));
   IPin* peer = nullptr;
   ASSERT_EQ(S_OK, m_stream->ConnectedTo(&peer));

@@ -1,5 +1,3 @@
-#include <thread>
-
 #include "tests/media/test_filters.h"
 
 namespace {
@@ -33,20 +31,6 @@ TEST_F(SourcePinTest, InterfacesOfFilterAndPin) {
       EXPECT_EQ(nullptr, out);
     }
   }
-}
-
-TEST_F(SourcePinTest, FilterInfoWaitsForAGraphChangeUnderWay) {
-  CCritSec* lock = m_source->pStateLock();
-  lock->Lock();
-  FILTER_INFO info = {};
-  std::thread reader([&] { m_source->QueryFilterInfo(&info); });
-  // Wine's critical section counts each thread that waits for it.
-  EXPECT_TRUE(
-      waitFor(nullptr, [&] { return reinterpret_cast<CRITICAL_SECTION*>(lock)->LockCount > 0; }));
-  m_source->JoinFilterGraph(nullptr, L"joined");
-  lock->Unlock();
-  reader.join();
-  EXPECT_STREQ(L"joined", info.achName);
 }
 
 TEST_F(SourcePinTest, UnconnectedPinAnswers) {

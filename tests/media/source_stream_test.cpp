@@ -71,6 +71,26 @@ TEST_F(SourceStreamTest, StopDuringFillBufferDeliversThatSample) {
   CloseHandle(filling);
 }
 
+// A downstream filter may ask for the graph in the middle of a delivery that Stop waits for.
+TEST_F(SourceStreamTest, StopReturnsWhileTheSinksReceiveAsksForTheFiltersInfo) {
+  m_source->JoinFilterGraph(nullptr, L"source");
+  auto* stateLock = reinterpret_cast<CRITICAL_SECTION*>(m_source->pStateLock());
+  std::atomic<bool> armed{false};
+  FILTER_INFO info = {};
+  // The next delivery asks once Stop holds the filter's lock and waits for that delivery.
+  m_in->onReceive = [&] {
+    if (armed.exchange(false) && waitFor(nullptr, [&] { return stateLock->OwningThread; })) {
+      m_source->QueryFilterInfo(&info);
+    }
+  };
+  ASSERT_EQ(S_OK, m_source->Run(0));
+  ASSERT_TRUE(arrivedAtLeast(1));
+  armed = true;
+  ASSERT_TRUE(waitFor(nullptr, [&] { return !armed; }));
+  EXPECT_TRUE(finishesWithin([&] { m_source->Stop(); }));
+  EXPECT_STREQ(L"source", info.achName);
+}
+
 TEST_F(SourceStreamTest, ReleasingARunningFilterEndsItsWorker) {
   ASSERT_EQ(S_OK, m_source->Run(0));
   ASSERT_TRUE(arrivedAtLeast(1));

@@ -54,6 +54,9 @@ STDMETHODIMP TestInputPin::Receive(IMediaSample* pSample) {
     pSample->AddRef();
     m_held.push_back(pSample);
   }
+  if (onReceive) {
+    onReceive();
+  }
   SetEvent(arrived);
   return receiveResult;
 }

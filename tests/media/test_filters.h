@@ -43,6 +43,8 @@ class TestInputPin : public CBasePin, public IMemInputPin {
   bool offerAllocator = false;
   bool holdSamples = false;
   HRESULT receiveResult = S_OK;
+  // Called inside each Receive, on the deliverer's thread.
+  std::function<void()> onReceive;
   std::atomic<int> received{0};
   std::atomic<int> endOfStreams{0};
   std::atomic<int> enumerations{0};
