@@ -99,3 +99,13 @@ TEST(Upload, DeviceIsKeptUntilADriverResetRemovesIt) {
   owner->Release();
   removed->Release();
 }
+
+// A stream that goes leaves the device to the streams that still upload.
+TEST(Upload, DeviceOutlivesAnUploaderWhileAnotherUploads) {
+  SpecialRGBAToTex uploader;
+  Source source(2, 8);
+  ASSERT_TRUE(uploader.memoryUploadTex(0, source.bytes.data(), 2, 2, 8));
+  ID3D11Device* device = SpecialCommon::instance().device();
+  { SpecialRGBAToTex gone; }
+  EXPECT_EQ(SpecialCommon::instance().device(), device);
+}
