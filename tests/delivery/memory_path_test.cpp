@@ -131,16 +131,6 @@ TEST(HeldMutexes, HungHolderCostsAStreamItsFramesButNeverItsBeat) {
   EXPECT_EQ(pin.stream->deviceOpeningProcessId(), GetCurrentProcessId());
 }
 
-// Wider than any catalogue size, but the mixer made its region for it.
-TEST_F(MemoryPath, MixerFrameOf4096By2160IsScaledToTheSampleNotReplacedByThePlaceholder) {
-  ChildProcess mixer = ChildProcess::startSibling(
-      L"zarnmixer-sim.exe", L"--size 4096x2160 --fixed-size --fps 5 --seconds 30");
-  ASSERT_TRUE(mixerFrameArrives());
-  // The crop keeps all rows: the top of the sample is the stamp strip.
-  expectRow(180, kPatternTopLeft, kPatternTopRight);
-  expectRow(540, kPatternBottomLeft, kPatternBottomRight);
-}
-
 TEST_F(MemoryPath, RepeatedAndOlderTimeStampsAdvanceByHalfAPeriodInMediaTimeOnly) {
   FrameWriter writer;
   // Published, then start and stop; the initial period is 666666: half of it is 33 ms, all 66 ms.

@@ -173,7 +173,8 @@ class PictureMatrix : public ::testing::Test {
             const bool same = from == Source::MemorySameSize, texture = from == Source::Texture;
             const int sw = same ? w : texture ? 640 : 1280, sh = same ? h : texture ? 480 : 720;
             CaptureFrameRecord record = frameRecord(sw, sh, ++timestamp);
-            if (texture) record = frameRecord(sw, sh, timestamp, kServedId);
+            // A texture record may claim the target's size: the texture's own size counts.
+            if (texture) record = frameRecord(w, h, timestamp, kServedId);
             if (from == Source::Placeholder) record = frameRecord(0, 0, timestamp);
             // The texture says BT.709; memory frames are BT.601, as made here.
             record.is709 = texture;
