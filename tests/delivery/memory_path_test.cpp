@@ -3,7 +3,6 @@
 #include <timeapi.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <thread>
 #include <utility>
@@ -21,12 +20,10 @@ using zarn::test::ChildProcess;
 
 namespace {
 
-// The pin's requested format until a host sets one: 1280 by 720 at 32 bits.
 const int kWidth = 1280;
 const int kHeight = 720;
 
-// Throws from its next read once armed; the first read under the frame's mutex is the output
-// statistics' in the conversion.
+// Throws from its next read once armed: the first under the frame's mutex is the conversion's.
 struct ArmedClock : FakeClock {
   uint32_t milliseconds() override {
     if (std::exchange(armed, false)) throw 1;
@@ -35,29 +32,14 @@ struct ArmedClock : FakeClock {
   bool armed = false;
 };
 
-// A pin as a host holds it, with one sample of the requested size that ends at a guard page.
 class MemoryPath : public ::testing::Test {
  protected:
-  // Late enough that every throttled line is due.
   MemoryPath() { clock.now = 0x40000000; }
 
   bool mixerFrameArrives() {
     sample->SetSyncPoint(FALSE);
     for (int i = 0; i < 50 && sample->IsSyncPoint() != S_OK; ++i) stream->FillBuffer(sample);
     return sample->IsSyncPoint() == S_OK;
-  }
-  // Row `y` from the top: RGB samples hold the picture bottom row first. Box filtering may take
-  // a few codes off a solid area, and the grey bar may pass anywhere.
-  void expectRow(int y, TestPatternColour left, TestPatternColour right) {
-    for (auto [x, want] : {std::pair{320, left}, {960, right}}) {
-      const BYTE* p = pixels + ((kHeight - 1 - y) * kWidth + x) * 4;
-      auto is = [&](TestPatternColour c) {
-        return std::abs(p[0] - c.blue) <= 4 && std::abs(p[1] - c.green) <= 4 &&
-               std::abs(p[2] - c.red) <= 4;
-      };
-      EXPECT_TRUE(is(want) || is(kPatternBar))
-          << "(" << x << ", " << y << ") is " << int(p[2]) << "," << int(p[1]) << "," << int(p[0]);
-    }
   }
 
   ArmedClock clock;
@@ -68,7 +50,6 @@ class MemoryPath : public ::testing::Test {
   BYTE* pixels = guarded.memory.data();
 };
 
-// Whether a thread other than the worker can take the frame region's mutex within 2 s.
 bool frameMutexIsFree() {
   HANDLE mutex =
       OpenMutexW(SYNCHRONIZE, FALSE, L"ZARNCAM_INT_VIRTUAL_VIDEO_CAPTURE_SHARE_MEMORY_Mutex");
@@ -102,9 +83,7 @@ TEST_F(MemoryPath, ExceptionWhileAFrameIsConvertedGivesTheMutexBack) {
   EXPECT_TRUE(frameMutexIsFree());
 }
 
-// A stream made, run and stopped while a hung process holds both mutexes returns from every call
-// (an unbounded wait would last until the holder ends itself), and has frames and its claim
-// again once the holder is gone.
+// An unbounded wait would last until the hung holder ends itself.
 TEST(HeldMutexes, HungHolderCostsAStreamItsFramesButNeverItsBeat) {
   FrameWriter writer;
   writer.publish(frameRecord(64, 48, 1000));
@@ -122,7 +101,6 @@ TEST(HeldMutexes, HungHolderCostsAStreamItsFramesButNeverItsBeat) {
   EXPECT_EQ(pin.filter->Stop(), S_OK);
   EXPECT_LT(GetTickCount() - start, 10000u);
   EXPECT_NE(guarded.sample.IsSyncPoint(), S_OK);
-  // One line a minute for both mutexes.
   EXPECT_EQ(linesContaining(logStart, "_Mutex held by another process").size(), 1u);
 
   holder.kill();
@@ -133,7 +111,7 @@ TEST(HeldMutexes, HungHolderCostsAStreamItsFramesButNeverItsBeat) {
 
 TEST_F(MemoryPath, RepeatedAndOlderTimeStampsAdvanceByHalfAPeriodInMediaTimeOnly) {
   FrameWriter writer;
-  // Published, then start and stop; the initial period is 666666: half of it is 33 ms, all 66 ms.
+  // Published, then start and stop; half the initial period is 33 ms.
   const REFERENCE_TIME steps[][3] = {{1000, 1000, 1066}, {1000, 1033, 1099}, {1000, 1066, 1132},
                                      {500, 1099, 1165},  {2000, 2000, 2066}};
   for (const auto& step : steps) {
@@ -144,18 +122,14 @@ TEST_F(MemoryPath, RepeatedAndOlderTimeStampsAdvanceByHalfAPeriodInMediaTimeOnly
     ASSERT_EQ(sample->GetMediaTime(&start, &stop), S_OK);
     EXPECT_EQ(start, step[1]);
     EXPECT_EQ(stop, step[2]);
-    // Only the hosts on the list get presentation times.
     EXPECT_EQ(sample->GetTime(&start, &stop), VFW_E_SAMPLE_TIME_NOT_SET);
   }
 }
 
-// A writer that lies about its frame gets the placeholder path, and one line a minute naming the
-// fault; a good record after it is delivered as before.
 TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLoggedOnce) {
   FrameWriter writer;
   uint8_t* view = writer.region();
 
-  // A value of 0 leaves the field as the record put it.
   const struct {
     const char* fault;
     uint32_t width, height;
@@ -182,8 +156,7 @@ TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLo
       sample->SetSyncPoint(FALSE);
       stream->FillBuffer(sample);
       EXPECT_NE(sample->IsSyncPoint(), S_OK);
-      // The stored picture, though this stream met a mixer first: its bottom row is the
-      // gradient's lower colour.
+      // The stored picture's bottom row, though this stream met a mixer first.
       EXPECT_NEAR(pixels[0], 0x73, 10);
       EXPECT_NEAR(pixels[1], 0x6f, 10);
       EXPECT_NEAR(pixels[2], 0x2f, 10);
@@ -195,8 +168,6 @@ TEST_F(MemoryPath, RecordReachingPastTheRegionGivesThePlaceholderAndItsFaultIsLo
   writer.publish(frameRecord(64, 48, 5000));
   stream->FillBuffer(sample);
   EXPECT_EQ(sample->IsSyncPoint(), S_OK);
-  // This writer lays the top row first, so a host sees the picture upside down.
-  expectRow(540, kPatternTopLeft, kPatternTopRight);
 }
 
 TEST_F(MemoryPath, SampleSmallerThanTheRequestedFrameIsLeftAlone) {
@@ -206,9 +177,7 @@ TEST_F(MemoryPath, SampleSmallerThanTheRequestedFrameIsLeftAlone) {
   EXPECT_EQ(std::count(small.memory.data(), small.memory.data() + bytes, 0x5A), bytes);
 }
 
-// A client's own output size puts a smaller picture at the start of the sample's planes at the
-// sample's own strides, so a host reading its negotiated type never sees it garbled; a size that
-// does not fit inside the sample on both sides gives the whole sample.
+// A host reading its negotiated type must never see a client's smaller picture garbled.
 TEST_F(MemoryPath, SecondOutputSizeLiesInTheSampleAtItsStridesOrIsNotUsed) {
   FrameWriter writer(true, kFrameHeaderSize, kWidth, kHeight);
   const struct {
@@ -225,8 +194,6 @@ TEST_F(MemoryPath, SecondOutputSizeLiesInTheSampleAtItsStridesOrIsNotUsed) {
     stream->request(kWidth, kHeight, c.bitCount, planar ? kTagI420 : kTagRGBA);
     OutputSizeList sizes = {{kWidth, kHeight}, {c.width, c.height}};
     ASSERT_EQ(stream->SetOutputWidthHeight(&sizes), S_OK);
-    // Planar frames of the requested size after packed ones of another: the mixer has followed
-    // the switch of layout.
     writer.publish(frameRecord(planar ? kWidth : 64, planar ? kHeight : 48, timeGetTime() + 1));
     stream->deliver(&guarded.sample);
 
@@ -234,7 +201,6 @@ TEST_F(MemoryPath, SecondOutputSizeLiesInTheSampleAtItsStridesOrIsNotUsed) {
     stream->GetOutputWidthHeight(&width, &height);
     EXPECT_EQ(width, c.deliveredWidth);
     EXPECT_EQ(height, c.deliveredHeight);
-    // Each plane of the sample (I420 for 12 bits) holds the picture at the start of its rows.
     const BYTE* row = guarded.memory.data();
     for (int plane = 0; plane < (planar ? 3 : 1); ++plane) {
       const int half = plane ? 2 : 1, stride = kWidth * pixel / half;
@@ -247,8 +213,6 @@ TEST_F(MemoryPath, SecondOutputSizeLiesInTheSampleAtItsStridesOrIsNotUsed) {
   }
 }
 
-// After a switch of layout at the same size the sample waits until the mixer has surely read the
-// request, rather than show the placeholder: a frame published once after the switch is shown.
 TEST_F(MemoryPath, FramePublishedOnceAfterASwitchOfLayoutIsShownNotThePlaceholder) {
   FrameWriter writer(true, kFrameHeaderSize, kWidth, kHeight);
   writer.publish(frameRecord(kWidth, kHeight, timeGetTime()));
@@ -269,14 +233,12 @@ TEST_F(MemoryPath, RecordThatCannotBeUnsealedIsReadPlainWithTheMutexGivenBack) {
   writer.publish(frameRecord(64, 48, 1000));
   stream->FillBuffer(sample);
   EXPECT_EQ(sample->IsSyncPoint(), S_OK);
-  expectRow(540, kPatternTopLeft, kPatternTopRight);
   EXPECT_EQ(linesContaining(logStart, "zarnmixer lockReadBuffer error std::exception!").size(), 1u);
   EXPECT_TRUE(frameMutexIsFree());
-  // The plain record's read count, at 0x10: one read, counted once.
+  // The plain record's read count.
   EXPECT_EQ(loadLittleEndian64(writer.region() + 0x10), 1u);
 }
 
-// The first time-out after a mixer ends lets go of its region, so a restarted one makes its own.
 TEST_F(MemoryPath, MixerRestartedAfterATimeOutCreatesItsRegionAfresh) {
   {
     FrameWriter ended;
@@ -289,7 +251,6 @@ TEST_F(MemoryPath, MixerRestartedAfterATimeOutCreatesItsRegionAfresh) {
   EXPECT_TRUE(restarted.writer.createdRegion());
 }
 
-// Clients find the camera and the mixer's enhancements through the filter itself.
 TEST_F(MemoryPath, FilterAnswersItIsTheCameraAndWhetherTheLastFrameWasEnhanced) {
   ICheckZarnCam* check = nullptr;
   ICheckZarnCamUsingVideoEnhancements* enhanced = nullptr;
