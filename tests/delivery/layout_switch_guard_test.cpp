@@ -10,8 +10,7 @@ namespace {
 
 const uint32_t kRgb = 0;  // what a format call writes for RGB
 
-// A request from one requested format to another, or a frame read at `now` that is or is not
-// admitted.
+// A request from one requested format to another, or a frame read at `now`, admitted or not.
 struct Step {
   bool isRequest;
   uint32_t fourccBefore, fourcc;

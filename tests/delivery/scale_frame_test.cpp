@@ -44,10 +44,6 @@ std::vector<uint8_t> cutOut(const uint8_t* argb, int32_t width, const Rect& area
   return out;
 }
 
-std::vector<uint8_t> bytes(const GuardedBuffer& buffer, size_t from = 0, size_t count = 0) {
-  return {buffer.data() + from, buffer.data() + (count ? from + count : buffer.size())};
-}
-
 // A size below one on either side, or no source at all, leaves the sample as it was.
 TEST(ScaleFrame, UnsupportedOutputEmptySourceOrEmptySizeWritesNothing) {
   struct Case {
@@ -68,14 +64,13 @@ TEST(ScaleFrame, UnsupportedOutputEmptySourceOrEmptySizeWritesNothing) {
     GuardedBuffer sample(32 * 32 * 4, kUnwritten);
     ScaleFrame(c.noSource ? nullptr : source.data(), c.sw, c.sh, sample.data(), c.dw, c.dh,
                c.bitCount, kCrop, scratch, false, c.fourcc);
-    EXPECT_EQ(std::vector<uint8_t>(sample.size(), kUnwritten), bytes(sample));
+    EXPECT_EQ(std::vector<uint8_t>(sample.size(), kUnwritten),
+              std::vector<uint8_t>(sample.data(), sample.data() + sample.size()));
   }
 }
 
-// Each case names the part of the source that must reach the target and the part of the
-// target that receives it. The expected target is that part cut out by plain loops and
-// scaled alone; letterbox margins repeat the nearest pixel of the picture. Sources and targets
-// end at a guard page.
+// The part of the source taken, cut out by plain loops and scaled alone into the part of the
+// target placed; letterbox margins repeat the nearest pixel of the picture.
 TEST(ScaleImage32, FitsTheExpectedPartsOnOddSizesAndFlippedRows) {
   struct Case {
     int32_t sw, sh, dw, dh;

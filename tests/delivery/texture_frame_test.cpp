@@ -25,20 +25,11 @@ class TextureFrames : public ::testing::Test {
     stream->m_pSharedTexHelper = std::move(reader);
   }
 
-  void publish(uint32_t width, uint32_t height, uint8_t isFullRange,
-               uint32_t textureId = kServedId) {
-    CaptureFrameRecord record = frameRecord(width, height, ++timestamp, textureId);
-    record.is709 = 1;
-    record.isFullRange = isFullRange;
-    writer.publish(record);
-  }
-
   FakeClock clock;
   PinBesideFilter<> pin{clock};
   OpenStream* stream = pin.stream.get();
   ServedTextureHelper* served = nullptr;
   FrameWriter writer;
-  uint64_t timestamp = 5000;
 };
 
 }  // namespace
@@ -46,7 +37,7 @@ class TextureFrames : public ::testing::Test {
 TEST_F(TextureFrames, TextureThatCannotBeReadIsNotStampedAsAFrame) {
   stream->request(kWidth, kHeight, 32, kTagRGBA);
   GuardedSample sample(kWidth * kHeight * 4);
-  publish(kWidth, kHeight, 1, kServedId + 9);
+  writer.publish(frameRecord(kWidth, kHeight, 5000, kServedId + 9));
   stream->deliver(&sample.sample);
   REFERENCE_TIME start = 0, stop = 0;
   EXPECT_NE(sample.sample.GetMediaTime(&start, &stop), S_OK);
@@ -66,7 +57,9 @@ TEST_F(TextureFrames, LimitedRangeFromTheMixerReachesRgbHostsOnlyWhenListed) {
     stream->m_isLimitedRgbHost = c.limitedHost;
     stream->request(kWidth, kHeight, 24, kTagRGBA);
     GuardedSample sample(kWidth * kHeight * 3);
-    publish(kWidth, kHeight, c.recordFullRange);
+    CaptureFrameRecord record = frameRecord(kWidth, kHeight, 5000 + (&c - cases), kServedId);
+    record.isFullRange = c.recordFullRange;
+    writer.publish(record);
     stream->deliver(&sample.sample);
     const BYTE* p = sample.memory.data();
     EXPECT_EQ(std::vector<int>(p, p + 3), std::vector<int>(3, c.white));
