@@ -61,9 +61,7 @@ class Registration : public ::testing::Test {
   }
 
   void TearDown() override {
-    if (unregisterServer) {
-      EXPECT_EQ(S_OK, unregisterServer());
-    }
+    if (unregisterServer) EXPECT_EQ(S_OK, unregisterServer());
     if (module) FreeLibrary(module);
     DeleteFileW(modulePath.c_str());
     RemoveDirectoryW(folder.c_str());
@@ -72,9 +70,7 @@ class Registration : public ::testing::Test {
 
   std::wstring folder, modulePath;
   HMODULE module = nullptr;
-  ServerCall registerServer = nullptr;
-  ServerCall unregisterServer = nullptr;
-  ServerCall canUnloadNow = nullptr;
+  ServerCall registerServer = nullptr, unregisterServer = nullptr, canUnloadNow = nullptr;
 };
 
 TEST_F(Registration, RegisteringTwiceKeepsTheTruePathAndUnregisteringRemovesItAll) {

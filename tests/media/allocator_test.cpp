@@ -11,7 +11,6 @@ namespace {
 
 using namespace zarn::test;
 
-// Shows how many threads wait in GetBuffer.
 class WatchedAllocator : public CMemAllocator {
  public:
   WatchedAllocator(HRESULT* phr) : CMemAllocator(nullptr, nullptr, phr) {}
@@ -31,7 +30,6 @@ class AllocatorTest : public ::testing::Test {
     }
   }
 
-  // Sets count and size, then commits.
   void commit(LONG count, LONG size) {
     ALLOCATOR_PROPERTIES request = {count, size, 1, 0};
     ALLOCATOR_PROPERTIES actual;
@@ -125,9 +123,7 @@ TEST_F(AllocatorTest, GetBufferWaitsForAReleasedSampleUnlessTold) {
   waiter.join();
   CloseHandle(done);
   EXPECT_EQ(held, got);
-  if (got) {
-    got->Release();
-  }
+  if (got) got->Release();
 }
 
 // Two 100-byte samples, with the first one taken.
@@ -142,9 +138,7 @@ class MediaSampleTest : public AllocatorTest {
     sample->Release();
   }
   void TearDown() override {
-    if (m_sample) {
-      m_sample->Release();
-    }
+    if (m_sample) m_sample->Release();
     AllocatorTest::TearDown();
   }
 

@@ -8,9 +8,7 @@ using namespace zarn::test;
 class SourceStreamTest : public SourceSinkTest {
  protected:
   void TearDown() override {
-    if (m_source) {
-      m_source->Stop();
-    }
+    if (m_source) m_source->Stop();
     SourceSinkTest::TearDown();
   }
 
@@ -19,7 +17,6 @@ class SourceStreamTest : public SourceSinkTest {
     ASSERT_EQ(S_OK, m_stream->Connect(m_in, nullptr));
   }
 
-  // Waits until the sink has had `samples` samples and `ends` ends of stream.
   bool arrivedAtLeast(int samples, int ends = 0) {
     return waitFor(m_in->arrived,
                    [&] { return m_in->received >= samples && m_in->endOfStreams >= ends; });
@@ -118,9 +115,8 @@ TEST_F(SourceStreamTest, StreamEndingItselfSendsEndOfStreamAndWaitsForStop) {
     m_in->received = 0;
     m_in->endOfStreams = 0;
     m_in->receiveResult = c.receiveResult;
-    const HRESULT fillResult = c.fillResult;
     m_stream->fills = 0;
-    m_stream->fill = [fillResult](int n, IMediaSample*) { return n < 2 ? S_OK : fillResult; };
+    m_stream->fill = [c](int n, IMediaSample*) { return n < 2 ? S_OK : c.fillResult; };
     ASSERT_EQ(S_OK, m_source->Pause());
     ASSERT_TRUE(arrivedAtLeast(c.received, c.endOfStreams));
     // The last arrival ends the loop, so the worker is idle and answers an unknown command
