@@ -1,5 +1,3 @@
-// The log file: opened by a process's first line, moved aside by the timer, and appended to by
-// several processes across a rotation and past a host that is stuck while it holds the append lock.
 #include "diag/log_limiter.h"
 
 #include <gtest/gtest.h>
@@ -47,24 +45,21 @@ void makeFile(const std::string& path, int64_t size) {
   std::filesystem::resize_file(path, size);
 }
 
-// args: parent pid, name, then the other writers' names for the one that rotates once all have
-// written. Writes "<name> <n>" lines until 200 after the rotation; exits with how many it wrote.
+// args: parent pid, name, then for the rotating writer the names it waits for; exits with the count.
 ZARN_CHILD_ROLE(numbered_writer) {
   const std::string folder = testFolder(args.at(0)), prefix = "zarn_log_" + args.at(0);
   g_logPath = folder + "zarncamvcam.log";
   g_logOldPath = folder + "zarncamvcam.old.log";
   g_logStream.open(fromAnsi(g_logPath));
   if (!waitFor(prefix + "_go")) return 0;
-  HANDLE rotated = namedEvent(prefix + "_rotated");
-  HANDLE writing = namedEvent(prefix + "_" + args.at(1));
+  HANDLE rotated = namedEvent(prefix + "_rotated"), writing = namedEvent(prefix + "_" + args.at(1));
   int written = 0, afterRotation = 0;
   for (; written < 20000 && afterRotation < 200; ++written) {
     g_logStream << args[1] << " " << written << std::endl;
     SetEvent(writing);
     if (args.size() > 2 && written == 200) {
-      for (size_t other = 2; other < args.size(); ++other) {
+      for (size_t other = 2; other < args.size(); ++other)
         if (!waitFor(prefix + "_" + args[other])) return 0;
-      }
       LogLimiterTimerProc();
       SetEvent(rotated);
     }
@@ -82,7 +77,6 @@ ZARN_CHILD_ROLE(stuck_holder) {
   return 3;
 }
 
-// Writes three lines while the lock is held, then one after the holder is gone.
 ZARN_CHILD_ROLE(blocked_writer) {
   const std::string prefix = "zarn_log_" + args.at(0);
   g_logStream.open(fromAnsi(testFolder(args[0]) + "blocked.log"));
@@ -94,7 +88,6 @@ ZARN_CHILD_ROLE(blocked_writer) {
   return 0;
 }
 
-// Logs with a debug marker in the log folder, before and after its first line opens the log.
 ZARN_CHILD_ROLE(marked) {
   LogLineQueue::create();
   std::wstring marker = fromAnsi(userLogFolder()) + L"debug";
@@ -119,26 +112,25 @@ class LogRotationTest : public ::testing::Test {
   }
   void TearDown() override {
     removeFiles();
+    for (HANDLE opened : m_events) CloseHandle(opened);
     RemoveDirectoryA(m_folder.c_str());
     g_logPath = m_savedPath;
     g_logOldPath = m_savedOldPath;
     if (!g_logPath.empty()) g_logStream.open(fromAnsi(g_logPath));
   }
-  // The stream goes first: a file it holds can be neither deleted nor replaced.
   void removeFiles() {
     g_logStream.close();
-    for (const char* name :
-         {"zarncamvcam.log", "zarncamvcam.old.log", "timer.log", "blocked.log", "witness"})
+    for (const char* name : {"zarncamvcam.log", "zarncamvcam.old.log", "timer.log", "blocked.log", "witness"})
       DeleteFileA((m_folder + name).c_str());
   }
-  HANDLE event(const char* name) { return namedEvent(m_prefix + name); }
+  HANDLE event(const char* name) { return m_events.emplace_back(namedEvent(m_prefix + name)); }
 
   const std::string m_pid = std::to_string(GetCurrentProcessId());
   const std::string m_folder = testFolder(m_pid);
   const std::string m_prefix = "zarn_log_" + m_pid;
   std::string m_savedPath, m_savedOldPath;
+  std::vector<HANDLE> m_events;
 };
-using LogStreamTest = LogRotationTest;
 
 }  // namespace
 
@@ -151,8 +143,7 @@ TEST(LogPrint, DebugMarkerLowersTheThresholdOnlyOnceTheLogIsOpen) {
   DeleteFileW((fromAnsi(userLogFolder()) + L"debug").c_str());
   ASSERT_EQ(exitCode, 0u);
   // What follows the pid on the lines that LogPrint queued, as against the stream's own lines.
-  const std::string pid = std::to_string(child.pid());
-  const std::regex queued(kLogStampPattern + (R"( TID=\d+ PID=)" + pid) + " (.*)");
+  const std::regex queued(kLogStampPattern + (R"( TID=\d+ PID=)" + std::to_string(child.pid())) + " (.*)");
   std::vector<std::string> messages;
   for (const std::string& line : readLines(path, from)) {
     std::smatch match;
@@ -164,22 +155,17 @@ TEST(LogPrint, DebugMarkerLowersTheThresholdOnlyOnceTheLogIsOpen) {
 TEST_F(LogRotationTest, TimerMovesTheLogAsideOnlyAboveTwentyMebibytesAndEmptiesItIfItCannot) {
   enum Held { kNone, kLog, kOldLog };
   enum Outcome { kUntouched, kRotated, kEmptied };
-  struct Case {
-    const char* name;
-    std::optional<int64_t> logSize;
-    bool oldLogPresent;
-    Held held;
-    Outcome outcome;
-  } cases[] = {{"at the limit", 20971520, false, kNone, kUntouched},
-               {"one byte above", 20971521, false, kNone, kRotated},
-               {"above, old log replaced", 20971521, true, kNone, kRotated},
-               {"log vanished", std::nullopt, false, kNone, kUntouched},
-               // Another host's open handle forbids the rename, so the log is copied and emptied.
-               {"log held by another host", 20971521, false, kLog, kRotated},
-               {"old log held by another host", 20971521, true, kOldLog, kEmptied}};
+  struct { const char* name; std::optional<int64_t> logSize; bool oldLogPresent; Held held; Outcome outcome; }
+  cases[] = {{"at the limit", 20971520, false, kNone, kUntouched},
+             {"one byte above", 20971521, false, kNone, kRotated},
+             {"above, old log replaced", 20971521, true, kNone, kRotated},
+             {"log vanished", std::nullopt, false, kNone, kUntouched},
+             // Another host's open handle forbids the rename, so the log is copied and emptied.
+             {"log held by another host", 20971521, false, kLog, kRotated},
+             {"old log held by another host", 20971521, true, kOldLog, kEmptied}};
   const std::string direct = " PID=" + std::to_string(GetCurrentProcessId()) + " info  - ";
   const std::string witness = m_folder + "witness";
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     removeFiles();
     if (c.logSize) makeFile(g_logPath, *c.logSize);
@@ -220,12 +206,11 @@ TEST_F(LogRotationTest, TimerMovesTheLogAsideOnlyAboveTwentyMebibytesAndEmptiesI
   }
 }
 
-TEST_F(LogStreamTest, FourWritersLoseNoLineWhenOneOfThemRotatesTheLogTheyHoldOpen) {
+TEST_F(LogRotationTest, FourWritersLoseNoLineWhenOneOfThemRotatesTheLogTheyHoldOpen) {
   // Just above the limit, so that the first look rotates.
   const std::string filler(20971520, 'x');
   std::ofstream(m_folder + "zarncamvcam.log", std::ios::binary) << filler << "\r\n";
-  HANDLE go = event("_go");
-  HANDLE rotated = event("_rotated");
+  HANDLE go = event("_go"), rotated = event("_rotated");
   const char* names[] = {"A", "B", "C", "R"};
   std::vector<ChildProcess> writers;
   for (const char* name : {"A", "B", "C"})
@@ -238,8 +223,6 @@ TEST_F(LogStreamTest, FourWritersLoseNoLineWhenOneOfThemRotatesTheLogTheyHoldOpe
     EXPECT_GT(written.back(), 200u) << "a writer wrote nothing after the rotation or hung";
   }
   EXPECT_EQ(WaitForSingleObject(rotated, 0), WAIT_OBJECT_0);
-  CloseHandle(go);
-  CloseHandle(rotated);
 
   std::map<std::string, std::set<int>> found;
   const std::regex numbered("([ABCR]) (\\d+)");
@@ -257,29 +240,23 @@ TEST_F(LogStreamTest, FourWritersLoseNoLineWhenOneOfThemRotatesTheLogTheyHoldOpe
   for (size_t i = 0; i < writers.size(); ++i) EXPECT_EQ(found[names[i]].size(), written[i]) << names[i];
 }
 
-TEST_F(LogStreamTest, HostStuckHoldingTheAppendLockCostsOthersOneBoundedWaitAndItsLinesAreCounted) {
-  HANDLE written = event("_written");
-  HANDLE released = event("_released");
+TEST_F(LogRotationTest, HostStuckHoldingTheAppendLockCostsOthersOneBoundedWaitAndItsLinesAreCounted) {
+  HANDLE written = event("_written"), released = event("_released");
   ChildProcess holder = ChildProcess::startRole("stuck_holder", {m_pid});
   ChildProcess writer = ChildProcess::startRole("blocked_writer", {m_pid});
   EXPECT_EQ(WaitForSingleObject(written, kBoundMs), WAIT_OBJECT_0);
   holder.kill();
   SetEvent(released);
   EXPECT_EQ(writer.wait(kBoundMs), std::optional<DWORD>(0));
-  CloseHandle(written);
-  CloseHandle(released);
 
   const std::vector<std::string> lines = readLines(m_folder + "blocked.log");
   ASSERT_EQ(lines.size(), 2u);
-  const std::string bytes = zarn::test::readFileBytes(fromAnsi(m_folder + "blocked.log"));
-  // Windows line ends, which the reader above strips.
-  EXPECT_EQ(bytes.substr(bytes.size() - 7), "after\r\n");
+  // Windows line ends, which readLines strips.
+  EXPECT_EQ(zarn::test::readFileBytes(fromAnsi(m_folder + "blocked.log")).substr(lines[0].size()), "\r\nafter\r\n");
   EXPECT_TRUE(std::regex_match(lines[0], std::regex(kLogStampPattern + (" PID=" + std::to_string(writer.pid())) +
                                                         " info  - log lines dropped while another process held the log: 3")));
 }
 
-// Two hosts rotate at once: the one that waited for the append lock finds the log small again
-// and leaves the generation the other has just moved aside.
 TEST_F(LogRotationTest, HostThatWaitedWhileAnotherRotatedKeepsTheOthersGeneration) {
   makeFile(g_logPath, 20971521);
   g_logStream.open(fromAnsi(g_logPath));

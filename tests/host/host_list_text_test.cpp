@@ -7,10 +7,7 @@ namespace {
 using Rows = std::vector<std::string>;
 
 TEST(HostListText, RowsAreTrimmedOfBlanksOnlyLowerCasedAndNeverEmpty) {
-  const struct {
-    std::string text;
-    Rows rows;
-  } cases[] = {
+  const struct { std::string text; Rows rows; } cases[] = {
       {"  OBS64.EXE ,,", {"obs64.exe"}},
       {"a.exe,B.exe", {"a.exe", "b.exe"}},
       // A line break belongs to the row: the file is meant to hold one line.
@@ -21,10 +18,7 @@ TEST(HostListText, RowsAreTrimmedOfBlanksOnlyLowerCasedAndNeverEmpty) {
       {"\xEF\xBB\xBF", {"d.exe"}},
       {"\xEF\xBB\xBF" "b.exe", {"b.exe"}},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.text);
-    EXPECT_EQ(hostListRows(c.text, "d.exe"), c.rows);
-  }
+  for (const auto& c : cases) EXPECT_EQ(hostListRows(c.text, "d.exe"), c.rows) << c.text;
 }
 
 }  // namespace

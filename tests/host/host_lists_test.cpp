@@ -24,10 +24,7 @@ ZARN_CHILD_ROLE(report_host_lists) {
 
 // This test program, copied under another name, tells which default lists it is on.
 TEST(HostLists, DefaultListsMatchTheHostByPathOrByExactFileName) {
-  const struct {
-    const wchar_t* name;
-    DWORD lists;
-  } cases[] = {
+  const struct { const wchar_t* name; DWORD lists; } cases[] = {
       {L"obs64.exe", 1 | 4},
       {L"OBS64.exe", 1 | 4},
       {L"xobs.exe", 1},

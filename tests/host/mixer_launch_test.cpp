@@ -38,9 +38,7 @@ class LoggingPlatform : public Platform {
 ZARN_CHILD_ROLE(launch) {
   LoggingPlatform logging;
   setPlatform(&logging);
-  if (args[0] == "boot") {
-    BootZarnVcamProc();
-  }
+  if (args[0] == "boot") BootZarnVcamProc();
   for (size_t i = 2; args[0] == "tips" && (i == 2 || i < args.size()); i++) {
     logging.now = i < args.size() ? uint32_t(std::stoul(args[i])) : 0;
     ShowTipsForOpeningProcess(uint32_t(std::stoul(args[1])));
@@ -57,13 +55,9 @@ TEST(UrlEncode, EncodesTheUtf8BytesOfTheText) {
 // notice only one folder up, with the holder's names and pid: 999996 is a holder that has gone.
 // A host's many refused types in one attempt bring one notice; the next attempt its own.
 TEST(MixerLaunch, BootAndNoticeFindTheApplicationWhereEachLooks) {
-  const struct {
-    const wchar_t* operation;
-    Layout layout;
-    const char* parameters;  // null: nothing is launched
-    const wchar_t* times = L"";
-    size_t launches = 1;
-  } cases[] = {
+  // Null parameters: nothing is launched.
+  const struct { const wchar_t* operation; Layout layout; const char* parameters; const wchar_t* times = L"";
+                 size_t launches = 1; } cases[] = {
       {L"boot", Layout::ApplicationBeside, "(null)"},
       {L"boot", Layout::ApplicationOneUp, "(null)"},
       {L"tips", Layout::ApplicationBeside, nullptr},
@@ -75,13 +69,11 @@ TEST(MixerLaunch, BootAndNoticeFindTheApplicationWhereEachLooks) {
     SCOPED_TRACE(testing::Message() << c.operation << (c.layout == Layout::ApplicationBeside ? " beside" : " one up"));
     InstallLayout install(c.layout);
     ASSERT_TRUE(install.copied);
-    const std::wstring arguments =
-        L"--child launch " + std::wstring(c.operation) + L" 999996" + c.times;
+    const std::wstring arguments = L"--child launch " + std::wstring(c.operation) + L" 999996" + c.times;
     ASSERT_EQ(install.start(arguments).wait(20000), std::optional<DWORD>(0));
     std::string launches;
-    for (size_t i = 0; c.parameters && i < c.launches; i++) {
+    for (size_t i = 0; c.parameters && i < c.launches; i++)
       launches += narrow(install.application()) + "|" + c.parameters + "\n";
-    }
     EXPECT_EQ(install.waitForLog(c.parameters ? c.launches : 0), launches);
   }
 }

@@ -5,10 +5,7 @@
 namespace {
 
 TEST(PercentEncode, KeepsOnlyAsciiLettersDigitsAndDotsAndStopsAtAZeroByte) {
-  const struct {
-    std::string bytes;
-    std::string encoded;
-  } cases[] = {
+  const struct { std::string bytes, encoded; } cases[] = {
       {"obs64.EXE", "obs64.EXE"},
       {"a-b_c~d", "a%2Db%5Fc%7Ed"},
       {"&\"%/ ", "%26%22%25%2F%20"},

@@ -6,9 +6,8 @@
 
 namespace {
 
-// Every field holds bytes of its own, so a moved, resized or byte-swapped field shows.
+// Field n holds bytes n1, n2, ..., so a moved, resized or byte-swapped field shows.
 TEST(CaptureFrameRecord, FieldsLieAtTheirLittleEndianOffsets) {
-  // Field n holds bytes n1, n2, ...: in the order the fields are declared.
   const CaptureFrameRecord record = {
       0x11121314, 0x21222324, 0x31323334, 0x4142434445464748, 0x5152535455565758,
       0x6162636465666768, 0x7172737475767778, 0x81828384, 0x91929394, 0xA1A2A3A4, 0xB1B2B3B4,

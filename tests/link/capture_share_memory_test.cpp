@@ -20,7 +20,6 @@ CaptureFrameRecord frameOf(uint32_t width, uint32_t height, uint64_t timestamp) 
   return record;
 }
 
-// Publishes one pattern frame into the writer's next buffer.
 void publishPattern(CaptureShareMemoryMgr& writer, int width, int height, uint32_t counter) {
   uint32_t offset = 0;
   HANDLE mapping = nullptr;

@@ -25,9 +25,8 @@ bool processOpens(uint32_t pid) {
 
 TEST(DeviceOccupancy, ClaimOfAHolderThatHasEndedIsCleared) {
   enum Holder { Alive, KilledHandleOpen, KilledHandleClosed };
-  const char* const names[] = {"alive", "killed, still referenced", "killed and gone"};
   for (Holder state : {Alive, KilledHandleOpen, KilledHandleClosed}) {
-    SCOPED_TRACE(names[state]);
+    SCOPED_TRACE(state);
     ASSERT_TRUE(regionGone(kParamMappingName));
     VCamParamChannel channel;
     channel.openOrCreate(1280, 720, 25, 0);

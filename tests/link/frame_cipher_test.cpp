@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <vector>
 
 #include "tests/link/expected_text.h"
@@ -11,8 +10,8 @@ namespace {
 
 const uint32_t kZeroChain[2] = {0, 0};
 
-FrameCipher keyed(const std::vector<uint8_t>& key, const uint32_t chain[2] = kZeroChain) {
-  return FrameCipher(key.data(), key.size(), chain);
+FrameCipher keyed(const std::vector<uint8_t>& key) {
+  return FrameCipher(key.data(), key.size(), kZeroChain);
 }
 
 // Published Blowfish vectors; the last ones have keys of 1, 16 and 24 bytes.
@@ -39,19 +38,6 @@ TEST(FrameCipher, StandardVectorsHoldInEcbBothWays) {
     cipher.decipher(hexBytes(v.cipher).data(), out.data(), 8, FrameCipher::ECB);
     EXPECT_EQ(hexText(out), v.plain);
   }
-}
-
-TEST(FrameCipher, CbcMatchesItsPublishedResultBothWays) {
-  const uint32_t chain[2] = {0xFEDCBA98, 0x76543210};
-  const FrameCipher cipher = keyed(hexBytes("0123456789ABCDEFF0E1D2C3B4A59687"), chain);
-  std::vector<uint8_t> plain(32, 0);
-  std::memcpy(plain.data(), "7654321 Now is the time for ", 29);
-  std::vector<uint8_t> sealed(32);
-  cipher.encipher(plain.data(), sealed.data(), 32, FrameCipher::CBC);
-  EXPECT_EQ(hexText(sealed), "6B77B4D63006DEE605B156E27403979358DEB9E7154616D959F1652BD5FF92CC");
-  std::vector<uint8_t> opened(32);
-  cipher.decipher(sealed.data(), opened.data(), 32, FrameCipher::CBC);
-  EXPECT_EQ(opened, plain);
 }
 
 TEST(FrameCipher, OnlyTheFirst56KeyBytesCount) {

@@ -16,12 +16,7 @@ CaptureFrameRecord recordOf(uint32_t width, uint32_t height, uint64_t offset, ui
 TEST(FrameRecordBounds, FramesOutsideTheRegionOrAbove16384ASideAreRefusedWithTheirReason) {
   const uint64_t region = 66356224;
   const uint64_t largest = 16384ull * 16384 * 4;
-  const struct {
-    CaptureFrameRecord record;
-    uint64_t regionSize;
-    uint64_t frameBytes;
-    const char* fault;  // null: the frame may be read
-  } cases[] = {
+  const struct { CaptureFrameRecord record; uint64_t regionSize, frameBytes; const char* fault; } cases[] = {
       {recordOf(3840, 2160, 33178624), region, 33177600, nullptr},
       {recordOf(3840, 2160, 33178625), region, 33177600, "offset+bytes past region"},
       {recordOf(1, 1, region), region, 0, nullptr},

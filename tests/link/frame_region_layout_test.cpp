@@ -36,13 +36,7 @@ TEST(FrameRegionLayout, PlainPublicationSwapsBuffersAndLeavesTheColourFlags) {
 // A sealed length from the writer is bounded before anything is deciphered; a record with a
 // side of 0 is no frame either, and neither is counted as read.
 TEST(FrameRegionLayout, SealedRecordIsAFrameOnlyWithinItsBoundsAndWithBothSides) {
-  const struct {
-    uint32_t width, height;
-    uint64_t length;
-    size_t regionSize;
-    bool frame;
-    const char* fault;
-  } cases[] = {
+  struct { uint32_t width, height; uint64_t length; size_t regionSize; bool frame; const char* fault; } cases[] = {
       {640, 480, 96, 4096, true, nullptr},
       {640, 480, 1024, 4096, true, nullptr},
       {640, 480, 1032, 4096, false, "sealedLength above header area"},

@@ -7,10 +7,7 @@
 namespace {
 
 TEST(VCamParamBlock, MixerReadReplacesUnusableValues) {
-  const struct {
-    int32_t width, height, period;
-    int32_t readWidth, readHeight, readFps;
-  } cases[] = {
+  const struct { int32_t width, height, period, readWidth, readHeight, readFps; } cases[] = {
       {640, 480, 333333, 640, 480, 30},
       {640, 480, 0, 640, 480, 24},
       {640, 480, 1, 640, 480, 10000000},

@@ -32,7 +32,6 @@ std::vector<uint8_t> paramBytes(size_t count) {
   return bytes;
 }
 
-// The first filter makes the block with its defaults; a second one only opens it.
 TEST(VCamParamChannel, FirstFilterCreatesTheDefaultsAndASecondOnlyOpens) {
   ASSERT_TRUE(regionGone(kParamMappingName));
   ChildProcess first = ChildProcess::startRole("filter_channel");
