@@ -19,11 +19,7 @@ namespace {
 uint64_t luidValue(LUID luid) { return uint64_t(uint32_t(luid.HighPart)) << 32 | luid.LowPart; }
 
 struct RecordingClient : IZarnCameraOutput {
-  struct Call {
-    uint64_t adapterLuid;
-    uint32_t textureId;
-    int64_t time;
-  };
+  struct Call { uint64_t adapterLuid; uint32_t textureId; int64_t time; };
   HRESULT STDMETHODCALLTYPE OnCameraTexture(LUID luid, uint32_t textureId, int64_t time) override {
     calls.push_back({luidValue(luid), textureId, time});
     return S_OK;

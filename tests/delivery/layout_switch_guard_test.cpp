@@ -33,10 +33,7 @@ Step frame(uint64_t ms, bool admitted, uint64_t now = 0, uint32_t width = 1280,
 const uint64_t kSettled = 1000 + LayoutSwitchGuard::kSettleMs;
 
 TEST(LayoutSwitchGuard, AdmitsOnlyFramesThatShowTheMixerReadTheRequest) {
-  struct Case {
-    const char* name;
-    std::vector<Step> steps;
-  };
+  struct Case { const char* name; std::vector<Step> steps; };
   const Case cases[] = {
       {"stamped before the request or in its millisecond: never, however late it is read",
        {frame(900, true), request(kRgb, kTagI420, 1000), frame(999, false, kSettled),

@@ -94,12 +94,7 @@ TEST_F(FormatGate, SetFormatRefusesBadTypesWithTheBareValueAndKeepsTheCurrentTyp
 }
 
 TEST_F(FormatGate, SetFormatOnAnUnconnectedPinOnlyTakesTheTypeAndSetMediaTypePublishesIt) {
-  struct {
-    const char* name;
-    CMediaType type;
-    int32_t fps;
-    uint32_t fourcc;
-  } cases[] = {
+  struct { const char* name; CMediaType type; int32_t fps; uint32_t fourcc; } cases[] = {
       {"rgb24", videoType(MEDIASUBTYPE_RGB24, 640, 480, 24, BI_RGB, 333333), 30, kTagRGB3},
       {"rgb32", videoType(MEDIASUBTYPE_RGB32, 1920, 1080, 32, BI_RGB, 400000), 25, kTagRGB4},
       {"i420", videoType(MEDIASUBTYPE_I420, 324, 360, 12, kTagI420, 166666), 60, kTagI420},
@@ -132,13 +127,7 @@ TEST_F(FormatGate, HolderIsLookedUpAndOnlyALiveOtherProcessIsTurnedAwayWithANoti
   ASSERT_TRUE(gone.wait(10000));
 
   enum class Holder { None, Live, Gone };
-  struct Case {
-    const wchar_t* call;
-    bool enabled;
-    Holder holder;
-    int exitCode;
-    bool claimKept;
-  };
+  struct Case { const wchar_t* call; bool enabled; Holder holder; int exitCode; bool claimKept; };
   const Case cases[] = {
       {L"setformat", false, Holder::None, kDenied, true},
       // A switched-off mixer is answered before a dead holder is cleared.

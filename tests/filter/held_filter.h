@@ -38,10 +38,7 @@ class MixerRecord : public ::testing::Test {
     mixer.setOpeningProcessId(0);
   }
 
-  struct Published {
-    int32_t width = 0, height = 0, fps = 0;
-    uint32_t fourcc = 0;
-  };
+  struct Published { int32_t width = 0, height = 0, fps = 0; uint32_t fourcc = 0; };
   Published published() {
     Published p;
     mixer.readVideoOutParam(p.width, p.height, p.fps, p.fourcc);

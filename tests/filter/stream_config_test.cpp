@@ -22,11 +22,7 @@ ZARN_CHILD_ROLE(count_rows_after_pins) {
 
 // This test program, copied under other names, counts the rows its host is offered.
 TEST(CaptureFormatCatalogue, RowsDependOnTheHostsName) {
-  struct Case {
-    const wchar_t* name;
-    int pins;
-    DWORD rows;
-  };
+  struct Case { const wchar_t* name; int pins; DWORD rows; };
   const Case cases[] = {
       {L"plainhost.exe", 1, 264},        {L"obs64.exe", 1, 176},
       {L"zarnexternal.exe", 1, 288},     {L"zarnexternal.exe", 2, 312},

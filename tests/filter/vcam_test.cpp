@@ -48,10 +48,7 @@ TEST_F(VCamFilter, PinInterfacesReachThePinFromTheFilterButShareSampleDoesNot) {
 }
 
 TEST_F(StreamControls, FrameRateModesSetThePeriodTheNextUpdatePublishes) {
-  struct Case {
-    uint32_t mode;
-    int fps;
-  };
+  struct Case { uint32_t mode; int fps; };
   // Mode 4 is unknown and keeps the period of the mode before it.
   const Case cases[] = {{0, 10}, {1, 15}, {2, 30}, {3, 60}, {4, 60}};
   for (const Case& c : cases) {

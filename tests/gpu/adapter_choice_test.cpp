@@ -20,11 +20,7 @@ TEST(AdapterChoice, NvidiaBeforeAmdBeforeTheRestLowestIndexFirst) {
   const DXGI_ADAPTER_DESC intel = adapter(L"Intel(R) UHD Graphics 630");
   const DXGI_ADAPTER_DESC nvidia = adapter(L"NVIDIA GeForce RTX 3060");
   const DXGI_ADAPTER_DESC amd = adapter(L"AMD Radeon RX 6600");
-  struct Case {
-    const char* name;
-    std::vector<DXGI_ADAPTER_DESC> adapters;
-    uint32_t best;
-  };
+  struct Case { const char* name; std::vector<DXGI_ADAPTER_DESC> adapters; uint32_t best; };
   const Case cases[] = {
       {"Intel then NVIDIA", {intel, nvidia}, 1},
       {"AMD, Intel, NVIDIA", {amd, intel, nvidia}, 2},

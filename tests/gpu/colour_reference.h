@@ -6,10 +6,7 @@
 #include <vector>
 
 // 4 bytes a pixel, red first, rows packed.
-struct RgbaImage {
-  int width, height;
-  std::vector<uint8_t> pixels;
-};
+struct RgbaImage { int width, height; std::vector<uint8_t> pixels; };
 
 // Factors of R, G, B and the offset of Y, U, V; by matrix (601, 709), then range (limited, full).
 inline constexpr double kMatrices[2][2][3][4] = {

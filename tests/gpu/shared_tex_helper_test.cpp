@@ -101,12 +101,7 @@ TEST(SharedTexHelper, RefusesWhatItCannotReadAndLeavesTheTargetAlone) {
   ServedTextureHelper helper;
   helper.serve(1, kRedFirst, image);
   helper.serve(2, DXGI_FORMAT_R10G10B10A2_UNORM, image);
-  struct {
-    const char* what;
-    uint32_t textureId;
-    int width, height;
-    uint32_t tag;
-  } cases[] = {
+  struct { const char* what; uint32_t textureId; int width, height; uint32_t tag; } cases[] = {
       {"no texture id", 0, 16, 8, kTagI420},   {"a handle no adapter opens", 5, 16, 8, kTagI420},
       {"10-bit texture", 2, 16, 8, kTagI420},  {"10-bit texture", 2, 16, 8, kTagRGBA},
       {"narrower target", 1, 14, 8, kTagRGBA}, {"shorter target", 1, 16, 6, kTagNV12},

@@ -15,11 +15,7 @@ FrameCipher keyed(const std::vector<uint8_t>& key) {
 }
 
 // Published Blowfish vectors; the last ones have keys of 1, 16 and 24 bytes.
-const struct {
-  const char* key;
-  const char* plain;
-  const char* cipher;
-} kEcbVectors[] = {
+const struct { const char* key; const char* plain; const char* cipher; } kEcbVectors[] = {
     {"0000000000000000", "0000000000000000", "4EF997456198DD78"},
     {"FFFFFFFFFFFFFFFF", "FFFFFFFFFFFFFFFF", "51866FD5B85ECB8A"},
     {"0123456789ABCDEF", "0000000000000000", "245946885754369A"},

@@ -44,11 +44,7 @@ class AllocatorTest : public ::testing::Test {
 };
 
 TEST_F(AllocatorTest, SetPropertiesRoundsTheSizeToTheAlignment) {
-  struct Case {
-    ALLOCATOR_PROPERTIES request;
-    HRESULT expected;
-    LONG actualSize;
-  };
+  struct Case { ALLOCATOR_PROPERTIES request; HRESULT expected; LONG actualSize; };
   const Case cases[] = {
       {{1, 1000, 512, 0}, S_OK, 1024},
       {{1, 1000, 512, 24}, S_OK, 1000},
@@ -215,10 +211,7 @@ TEST_F(MediaSampleTest, RefusedPropertiesChangeNothing) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    struct {
-      AM_SAMPLE2_PROPERTIES props;
-      DWORD extra;
-    } record = {properties(), 0};
+    struct { AM_SAMPLE2_PROPERTIES props; DWORD extra; } record = {properties(), 0};
     record.props.cbData = c.length;
     record.props.lActual = 60;
     record.props.dwTypeSpecificFlags = 7;

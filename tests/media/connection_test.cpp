@@ -23,11 +23,7 @@ TEST_F(ConnectionTest, ConnectsWithItsOwnTypeAndTheSinksAllocator) {
 
 // The last case shows the peer's types go first: the pin's own would have matched without asking.
 TEST_F(ConnectionTest, AFullTypeIsTheOnlyOneTriedAndAPartialOneFiltersTheCandidates) {
-  struct Case {
-    CMediaType type;
-    HRESULT expected;
-    int enumerations;
-  };
+  struct Case { CMediaType type; HRESULT expected; int enumerations; };
   CMediaType rgb24(&MEDIATYPE_Video), rgb32(&MEDIATYPE_Video);
   rgb24.SetSubtype(&MEDIASUBTYPE_RGB24);
   rgb32.SetSubtype(&MEDIASUBTYPE_RGB32);

@@ -7,11 +7,7 @@ using namespace zarn::test;
 using SourcePinTest = SourceSinkTest;
 
 TEST_F(SourcePinTest, InterfacesOfFilterAndPin) {
-  struct Case {
-    IUnknown* object;
-    const IID* iid;
-    bool answered;
-  };
+  struct Case { IUnknown* object; const IID* iid; bool answered; };
   IUnknown* filter = static_cast<IBaseFilter*>(m_source);
   IUnknown* pin = static_cast<IPin*>(m_stream);
   const Case cases[] = {

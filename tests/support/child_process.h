@@ -33,10 +33,6 @@ class ChildProcess {
  public:
   // This test executable again, running `role`.
   static ChildProcess startRole(const std::string& role, const std::vector<std::string>& args = {});
-  // A program beside this executable, for example a tool built with the tests.
-  static ChildProcess startSibling(const std::wstring& exeName, const std::wstring& arguments = L"") {
-    return start(executableFolder() + exeName, arguments);
-  }
   // Any program by full path, its standard output and error to `output` when given.
   static ChildProcess start(const std::wstring& path, const std::wstring& arguments,
                             HANDLE output = nullptr);
